@@ -1,0 +1,39 @@
+# The two commands: `make run` starts Numbrel, `make test` builds and passes every test.
+# Both install what is missing first.
+
+CLI := build/dev/src/cli/numbrel-cli
+
+.PHONY: all deps build run test test-dev test-asan bench format clean
+
+all: build
+
+deps:
+	@./scripts/install-deps
+
+build: deps
+	@cmake --preset dev >/dev/null
+	@cmake --build --preset dev
+
+run: build
+	@$(CLI) status
+
+test: deps test-dev test-asan
+
+test-dev:
+	@cmake --preset dev >/dev/null
+	@cmake --build --preset dev
+	@ctest --preset dev
+
+test-asan:
+	@cmake --preset asan >/dev/null
+	@cmake --build --preset asan
+	@ctest --preset asan
+
+bench: build
+	@for b in build/dev/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
+
+format:
+	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	@rm -rf build

@@ -1,0 +1,97 @@
+// The command-line tool's shared machinery: global options, the loaded delegate, errors with their
+// exit statuses, JSON conversion of documents, and the command table.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "store/app_delegate.h"
+
+namespace numbrel::cli {
+
+// Exit status 1: the command line itself is wrong.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+// Exit status 2: the command line is fine but its input (a meter, a time, a file) is not.
+struct InputError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct GlobalOptions {
+    std::string storePath;
+    std::string documentsPath;
+    std::optional<Date> now;
+    std::string timeZone;
+    std::string locale;
+};
+
+class Context {
+  public:
+    Context(GlobalOptions options, std::ostream& out, std::ostream& err);
+
+    // Loads the store and runs start-up; alerts start-up would show go to stderr.
+    void start();
+
+    NumbrelAppDelegate& delegate() { return *delegate_; }
+    Value& settings() { return delegate_->settings(); }
+    const GlobalOptions& options() const { return options_; }
+    std::ostream& out() { return out_; }
+    std::ostream& err() { return err_; }
+    std::vector<Alert>& startupAlerts() { return startupAlerts_; }
+
+    // Marks the document changed, so that it is saved when the command ends.
+    void markChanged() { changed_ = true; }
+    bool changed() const { return changed_; }
+    // Writes the store; throws InputError when it cannot be written.
+    void save();
+
+    // A METER argument: a 0-based index or an exact meter name.
+    std::size_t meterIndex(const std::string& argument);
+
+  private:
+    GlobalOptions options_;
+    std::ostream& out_;
+    std::ostream& err_;
+    std::unique_ptr<PreferencesStore> store_;
+    std::unique_ptr<NumbrelAppDelegate> delegate_;
+    std::vector<Alert> startupAlerts_;
+    bool changed_ = false;
+};
+
+// Arguments of one command after its name, with simple flag parsing.
+class Args {
+  public:
+    explicit Args(std::vector<std::string> args) : args_(std::move(args)) {}
+    bool flag(const std::string& name);                          // removes --name when present
+    std::optional<std::string> option(const std::string& name);  // removes --name VALUE
+    std::vector<std::string> positionals();                      // the rest; unknown --flags are an error
+  private:
+    std::vector<std::string> args_;
+};
+
+struct Command {
+    std::string name;
+    std::string synopsis;  // "status", "document --json"
+    std::string help;
+    std::function<void(Context&, Args&)> run;
+};
+
+// Registers the commands of one area; each area has its own file.
+void addStoreCommands(std::vector<Command>& commands);
+
+// JSON of a value: dates as ISO 8601 UTC with milliseconds, data as base64, every key kept.
+nlohmann::ordered_json toJson(const Value& value);
+
+// Runs the tool; returns the exit status.
+int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err);
+
+}  // namespace numbrel::cli

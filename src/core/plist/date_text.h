@@ -1,0 +1,21 @@
+// Dates as ISO 8601 text, without a calendar library: UTC output, and input with an offset or Z.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "plist/value.h"
+
+namespace numbrel {
+
+// Seconds between 1970-01-01 and 2001-01-01 (the property-list epoch).
+inline constexpr double kUnixToReferenceSeconds = 978307200.0;
+
+// "2014-03-05T07:15:02.500Z" (milliseconds always written).
+std::string formatIso8601(Date date);
+
+// Accepts "YYYY-MM-DDTHH:MM[:SS[.fff]]" followed by "Z" or "+HH:MM" / "-HH:MM" (or "+HHMM").
+std::optional<Date> parseIso8601(std::string_view text);
+
+}  // namespace numbrel

@@ -1,0 +1,103 @@
+#include "store/app_delegate.h"
+
+#include "plist/description.h"
+#include "plist/md5.h"
+#include "store/document.h"
+#include "store/validation.h"
+#include "ui/localize.h"
+
+namespace numbrel {
+
+std::string MD5StringOfSettings(const Value& document) {
+    std::string text;
+    text.reserve(1 << 16);
+    appendDescription(text, document,
+                      {"autobackup", "filename", "graph", "icloud", "meter", "new", "next", "period", "range",
+                       "review", "root", "tips", "tour", "version"});
+    return MD5StringOfString(text);
+}
+
+NumbrelAppDelegate::NumbrelAppDelegate(Environment env, PreferencesStore& store)
+    : env_(std::move(env)),
+      calendar_(env_),
+      store_(store),
+      settings_(std::make_shared<Value>(newDocument())) {}
+
+NumbrelAppDelegate::~NumbrelAppDelegate() = default;
+
+void NumbrelAppDelegate::applicationDidFinishLaunching() {
+    // The currency table is static data; nothing to build.
+    loadReport_ = store_.load(env_.now());
+    if (store_.holds("settings")) {
+        settings_ = std::make_shared<Value>(store_.dictionaryRepresentation());
+    } else {
+        settings_ = std::make_shared<Value>(newDocument());
+    }
+    if (!loadReport_.problem.empty()) {
+        std::string message = "Your saved data could not be read (" + loadReport_.problem + "). ";
+        message +=
+            loadReport_.movedAside.empty()
+                ? "It has been left where it is and will not be overwritten."
+                : "It has been kept as " + loadReport_.movedAside + " and Numbrel starts with new data.";
+        alerts_.push_back(Alert{0, tr("Warning!"), message, {tr("OK")}});
+    }
+    Array* meters = metersOf(*settings_);
+    if (!meters || meters->empty()) settings_->set("settings", defaultMeters());
+
+    validate(false);
+
+    if (hooks_.cancelAllNotifications) hooks_.cancelAllNotifications();
+    if (hooks_.openCloudSession) hooks_.openCloudSession();
+    if (hooks_.buildMainScreen) hooks_.buildMainScreen();
+    store_.registerDefaults(settings_);
+}
+
+void NumbrelAppDelegate::setSettings(Value document) {
+    // Someone who asked never to be asked for a review is not asked again after a restore.
+    const Value* review = settings_->find("review");
+    if (review && review->isDate() && review->date() == kDistantFuture && document.isDictionary())
+        document.set("review", kDistantFuture);
+    settings_ = std::make_shared<Value>(std::move(document));
+    validate(true);
+}
+
+void NumbrelAppDelegate::validate(bool replaced) {
+    for (Alert& a : validateSettings(*settings_, env_, replaced))
+        alerts_.push_back(std::move(a));
+    if (hooks_.applyBarStyle) hooks_.applyBarStyle(boolOf(*settings_, "black"));
+    md5_ = MD5StringOfSettings();
+}
+
+std::optional<std::string> NumbrelAppDelegate::saveSettings() {
+    for (std::string_view key : kPersistedKeys)
+        store_.set(key, settings_->find(key));
+    return store_.flush();
+}
+
+std::optional<std::string> NumbrelAppDelegate::applicationDidEnterBackground() {
+    bool cloud = hooks_.hasDocumentCloud && hooks_.hasDocumentCloud();
+    if (cloud && boolOf(*settings_, "icloud") && boolOf(*settings_, "autobackup") &&
+        MD5StringOfSettings() != md5_ && hooks_.cloudBackup)
+        hooks_.cloudBackup();
+    std::optional<std::string> error = saveSettings();
+    if (stringOf(*settings_, "reminders", "Off") != "Off" && hooks_.planReminders) hooks_.planReminders();
+    torchOff();
+    md5_.clear();
+    return error;
+}
+
+void NumbrelAppDelegate::applicationWillEnterForeground() {
+    if (hooks_.cancelAllNotifications) hooks_.cancelAllNotifications();
+    if (hooks_.postNotification) hooks_.postNotification("ReloadSettings");
+    if (md5_.empty()) md5_ = MD5StringOfSettings();
+}
+
+std::string NumbrelAppDelegate::MD5StringOfSettings() const {
+    return numbrel::MD5StringOfSettings(*settings_);
+}
+
+std::vector<Alert> NumbrelAppDelegate::takeAlerts() {
+    return std::exchange(alerts_, {});
+}
+
+}  // namespace numbrel

@@ -1,0 +1,93 @@
+// NumbrelAppDelegate owns the settings document from start-up to the end: it loads, validates and
+// saves it, keeps the change fingerprint, and offers the document to every screen. Steps that other
+// parts of the system perform (reminders, cloud session, main screen) are hooks set by the front end.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plist/value.h"
+#include "store/calendar.h"
+#include "store/environment.h"
+#include "store/preferences_store.h"
+#include "ui/alert.h"
+
+namespace numbrel {
+
+class NumbrelAppDelegate {
+  public:
+    // Steps of start-up and saving that belong to other parts of the system. Unset hooks do nothing.
+    struct Hooks {
+        std::function<void()> cancelAllNotifications;
+        std::function<void()> openCloudSession;  // with the keys chosen by "root"
+        std::function<void()> buildMainScreen;
+        std::function<void(bool black)> applyBarStyle;
+        std::function<void()> cloudBackup;  // the automatic backup on leaving
+        std::function<void()> planReminders;
+        std::function<void(const std::string&)> postNotification;  // "ReloadSettings"
+        std::function<bool()> hasDocumentCloud;                    // the platform offers a document cloud
+    };
+
+    NumbrelAppDelegate(Environment env, PreferencesStore& store);
+    ~NumbrelAppDelegate();
+
+    void setHooks(Hooks hooks) { hooks_ = std::move(hooks); }
+
+    // Start-up: load the store, add the default meters when there are none, validate, register the
+    // document as the store's defaults. Alerts to show come back from takeAlerts(); a store that
+    // could not be read is reported through storeProblem().
+    void applicationDidFinishLaunching();
+
+    // The document; screens read and edit it in place.
+    Value& settings() { return *settings_; }
+    const Value& settings() const { return *settings_; }
+
+    // Replaces the document (restore, import, cloud restore) and validates it.
+    void setSettings(Value document);
+
+    // The save sequence of leaving the application. Returns an error message when the store could
+    // not be written (the previous file is then unchanged).
+    std::optional<std::string> applicationDidEnterBackground();
+    void applicationWillEnterForeground();
+
+    // Writes the persisted keys and flushes the store: the one save step the CLI and the app's
+    // prompt save after a new reading use.
+    std::optional<std::string> saveSettings();
+
+    // The change fingerprint: MD5 of the description without view state and preferences.
+    std::string MD5StringOfSettings() const;
+    const std::string& md5() const { return md5_; }
+    void setMd5(std::string md5) { md5_ = std::move(md5); }
+
+    // The camera light: there is none on a desktop.
+    bool hasTorch() const { return false; }
+    void torchOn() {}
+    void torchOff() {}
+
+    std::vector<Alert> takeAlerts();
+    const PreferencesStore::LoadReport& storeReport() const { return loadReport_; }
+
+    const Environment& environment() const { return env_; }
+    const Calendar& calendar() const { return calendar_; }
+    PreferencesStore& store() { return store_; }
+
+  private:
+    void validate(bool replaced);
+
+    Environment env_;
+    Calendar calendar_;
+    PreferencesStore& store_;
+    Hooks hooks_;
+    std::shared_ptr<Value> settings_;
+    std::string md5_;
+    std::vector<Alert> alerts_;
+    PreferencesStore::LoadReport loadReport_;
+};
+
+// The 14 keys of view state and preferences that the change fingerprint leaves out.
+std::string MD5StringOfSettings(const Value& document);
+
+}  // namespace numbrel

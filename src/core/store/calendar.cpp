@@ -1,0 +1,86 @@
+#include "store/calendar.h"
+
+#include <unicode/gregocal.h>
+
+#include <cmath>
+#include <limits>
+
+#include "plist/date_text.h"
+#include "store/environment.h"
+
+namespace numbrel {
+
+namespace {
+
+UDate toUDate(Date d) {
+    return (d.seconds + kUnixToReferenceSeconds) * 1000.0;
+}
+Date fromUDate(UDate u) {
+    return Date{u / 1000.0 - kUnixToReferenceSeconds};
+}
+
+}  // namespace
+
+Calendar::Calendar(const Environment& env) {
+    UErrorCode status = U_ZERO_ERROR;
+    auto* gc = new icu::GregorianCalendar(env.timeZone(), env.locale(), status);
+    // A pure Gregorian calendar for every date, as the document's dates are always Gregorian.
+    gc->setGregorianChange(-std::numeric_limits<double>::infinity(), status);
+    cal_.reset(gc);
+}
+
+Calendar::~Calendar() = default;
+
+CalendarDate Calendar::components(Date date) const {
+    UErrorCode status = U_ZERO_ERROR;
+    cal_->setTime(toUDate(date), status);
+    CalendarDate c;
+    c.year = cal_->get(UCAL_EXTENDED_YEAR, status);
+    c.month = cal_->get(UCAL_MONTH, status) + 1;
+    c.day = cal_->get(UCAL_DATE, status);
+    c.hour = cal_->get(UCAL_HOUR_OF_DAY, status);
+    c.minute = cal_->get(UCAL_MINUTE, status);
+    c.second = cal_->get(UCAL_SECOND, status);
+    c.weekday = cal_->get(UCAL_DAY_OF_WEEK, status);
+    int millis = cal_->get(UCAL_MILLISECONDS_IN_DAY, status);
+    double wholeMillis = std::floor(toUDate(date));
+    c.secondsIntoDay = millis / 1000.0 + (toUDate(date) - wholeMillis) / 1000.0;
+    return c;
+}
+
+Date Calendar::date(int year, int month, int day, int hour, int minute, double second) const {
+    UErrorCode status = U_ZERO_ERROR;
+    cal_->clear();
+    double whole = std::floor(second);
+    cal_->set(UCAL_EXTENDED_YEAR, year);
+    cal_->set(UCAL_MONTH, month - 1);
+    cal_->set(UCAL_DATE, day);
+    cal_->set(UCAL_HOUR_OF_DAY, hour);
+    cal_->set(UCAL_MINUTE, minute);
+    cal_->set(UCAL_SECOND, static_cast<int>(whole));
+    UDate u = cal_->getTime(status);
+    return Date{fromUDate(u).seconds + (second - whole)};
+}
+
+Date Calendar::addDays(Date date, int days) const {
+    UErrorCode status = U_ZERO_ERROR;
+    double fraction = date.seconds - std::floor(date.seconds);
+    cal_->setTime(std::floor(date.seconds + kUnixToReferenceSeconds) * 1000.0, status);
+    cal_->add(UCAL_DATE, days, status);
+    return Date{fromUDate(cal_->getTime(status)).seconds + fraction};
+}
+
+Date Calendar::addMonths(Date date, int months) const {
+    UErrorCode status = U_ZERO_ERROR;
+    double fraction = date.seconds - std::floor(date.seconds);
+    cal_->setTime(std::floor(date.seconds + kUnixToReferenceSeconds) * 1000.0, status);
+    cal_->add(UCAL_MONTH, months, status);
+    return Date{fromUDate(cal_->getTime(status)).seconds + fraction};
+}
+
+Date Calendar::startOfDay(Date date) const {
+    CalendarDate c = components(date);
+    return this->date(c.year, c.month, c.day);
+}
+
+}  // namespace numbrel

@@ -1,0 +1,52 @@
+// Gregorian calendar arithmetic in the device time zone (ICU), over absolute instants.
+#pragma once
+
+#include <memory>
+
+#include "plist/value.h"
+
+#include <unicode/uversion.h>
+
+U_NAMESPACE_BEGIN
+class Calendar;
+U_NAMESPACE_END
+
+namespace numbrel {
+
+class Environment;
+
+struct CalendarDate {
+    int year = 0;
+    int month = 0;  // 1..12
+    int day = 0;    // 1..31
+    int hour = 0;   // 0..23
+    int minute = 0;
+    int second = 0;
+    int weekday = 0;              // 1 = Sunday ... 7 = Saturday
+    double secondsIntoDay = 0.0;  // since local midnight (wall clock), with the fraction
+};
+
+class Calendar {
+  public:
+    explicit Calendar(const Environment& env);
+    ~Calendar();
+    Calendar(const Calendar&) = delete;
+    Calendar& operator=(const Calendar&) = delete;
+
+    CalendarDate components(Date date) const;
+
+    // The instant of a local wall-clock time (lenient: day 32 rolls into the next month).
+    Date date(int year, int month, int day, int hour = 0, int minute = 0, double second = 0.0) const;
+
+    // Calendar arithmetic that keeps the wall-clock time across daylight-saving changes.
+    Date addDays(Date date, int days) const;
+    Date addMonths(Date date, int months) const;
+
+    // Local midnight at the start of the date's day.
+    Date startOfDay(Date date) const;
+
+  private:
+    std::unique_ptr<icu::Calendar> cal_;  // ICU calendars are stateful; this one is private scratch
+};
+
+}  // namespace numbrel

@@ -1,0 +1,128 @@
+#include "store/file_ops.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+namespace numbrel {
+
+namespace {
+
+class RealFileOps final : public FileOps {
+  public:
+    int openForWrite(const std::string& path, int& fd) override {
+        fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        return fd < 0 ? errno : 0;
+    }
+    int write(int fd, const char* data, std::size_t size, std::size_t& written) override {
+        ssize_t n = ::write(fd, data, size);
+        if (n < 0) return errno;
+        written = static_cast<std::size_t>(n);
+        return 0;
+    }
+    int fsync(int fd) override { return ::fsync(fd) == 0 ? 0 : errno; }
+    int close(int fd) override { return ::close(fd) == 0 ? 0 : errno; }
+    int rename(const std::string& from, const std::string& to) override {
+        return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+    }
+    int unlink(const std::string& path) override { return ::unlink(path.c_str()) == 0 ? 0 : errno; }
+    int fsyncDirectory(const std::string& dir) override {
+        int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0) return errno;
+        int rc = ::fsync(fd) == 0 ? 0 : errno;
+        ::close(fd);
+        return rc;
+    }
+    int makeDirectories(const std::string& dir) override {
+        std::error_code ec;
+        std::filesystem::create_directories(dir, ec);
+        return ec ? ec.value() : 0;
+    }
+};
+
+std::string describe(const char* what, const std::string& path, int err) {
+    return std::string(what) + " " + path + ": " + std::strerror(err);
+}
+
+}  // namespace
+
+FileOps& FileOps::real() {
+    static RealFileOps ops;
+    return ops;
+}
+
+std::string parentDirectory(const std::string& path) {
+    std::string parent = std::filesystem::path(path).parent_path().string();
+    return parent.empty() ? "." : parent;
+}
+
+std::optional<std::string> writeFileAtomically(FileOps& ops, const std::string& path,
+                                               std::string_view bytes) {
+    static std::atomic<unsigned> counter{0};
+    const std::string dir = parentDirectory(path);
+    if (int err = ops.makeDirectories(dir)) return describe("cannot create folder", dir, err);
+    const std::string temp = path + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+
+    int fd = -1;
+    if (int err = ops.openForWrite(temp, fd)) return describe("cannot create", temp, err);
+    auto abandon = [&](const char* what, int err) {
+        if (fd >= 0) ops.close(fd);
+        ops.unlink(temp);
+        return describe(what, temp, err);
+    };
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        std::size_t written = 0;
+        int err = ops.write(fd, bytes.data() + done, bytes.size() - done, written);
+        if (err == EINTR) continue;
+        if (err) return abandon("cannot write", err);
+        if (written == 0) return abandon("cannot write", ENOSPC);
+        done += written;
+    }
+    if (int err = ops.fsync(fd)) return abandon("cannot flush", err);
+    int closeErr = ops.close(fd);
+    fd = -1;
+    if (closeErr) return abandon("cannot close", closeErr);
+    if (int err = ops.rename(temp, path)) {
+        ops.unlink(temp);
+        return describe("cannot replace", path, err);
+    }
+    // The new file is in place; a failed folder sync only weakens durability across a power cut,
+    // so it is not reported as a failed save.
+    ops.fsyncDirectory(dir);
+    return std::nullopt;
+}
+
+std::optional<std::string> readWholeFile(const std::string& path, std::string& error) {
+    error.clear();
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno != ENOENT) error = describe("cannot open", path, errno);
+        return std::nullopt;
+    }
+    std::string bytes;
+    struct stat st {};
+    if (::fstat(fd, &st) == 0 && st.st_size > 0) bytes.reserve(static_cast<std::size_t>(st.st_size));
+    char buf[1 << 16];
+    for (;;) {
+        ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) {
+            error = describe("cannot read", path, errno);
+            ::close(fd);
+            return std::nullopt;
+        }
+        if (n == 0) break;
+        bytes.append(buf, static_cast<std::size_t>(n));
+    }
+    ::close(fd);
+    return bytes;
+}
+
+}  // namespace numbrel

@@ -1,0 +1,37 @@
+// The file-system calls that saving depends on, behind an interface so that tests can make any one
+// of them fail; and the atomic replacement of a file built on them.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace numbrel {
+
+class FileOps {
+  public:
+    virtual ~FileOps() = default;
+    // Each returns 0 on success or an errno value.
+    virtual int openForWrite(const std::string& path, int& fd) = 0;  // creates or truncates, mode 0600
+    virtual int write(int fd, const char* data, std::size_t size, std::size_t& written) = 0;
+    virtual int fsync(int fd) = 0;
+    virtual int close(int fd) = 0;
+    virtual int rename(const std::string& from, const std::string& to) = 0;
+    virtual int unlink(const std::string& path) = 0;
+    virtual int fsyncDirectory(const std::string& dir) = 0;
+    virtual int makeDirectories(const std::string& dir) = 0;
+
+    static FileOps& real();
+};
+
+// Replaces path with bytes so that a crash or a failure at any point leaves either the old file or
+// the new one, whole: temporary file in the same folder, write, fsync, rename, fsync of the folder.
+// Returns an error message, or nothing on success (the old file is untouched on failure).
+std::optional<std::string> writeFileAtomically(FileOps& ops, const std::string& path, std::string_view bytes);
+
+// Reads a whole file. Missing files give nullopt with error empty; other failures fill error.
+std::optional<std::string> readWholeFile(const std::string& path, std::string& error);
+
+std::string parentDirectory(const std::string& path);
+
+}  // namespace numbrel

@@ -1,0 +1,114 @@
+#include "store/preferences_store.h"
+
+#include <cstdlib>
+
+#include "plist/binary_plist.h"
+#include "plist/date_text.h"
+#include "plist/xml_plist.h"
+
+namespace numbrel {
+
+namespace {
+
+std::string xdgDirectory(const char* variable, const char* fallback) {
+    const char* v = std::getenv(variable);
+    if (v && *v == '/') return v;
+    const char* home = std::getenv("HOME");
+    return std::string(home && *home ? home : ".") + "/" + fallback;
+}
+
+// "20261122-203644" from an instant, for the name of a file moved aside.
+std::string timestamp(Date now) {
+    std::string iso = formatIso8601(now);  // 2026-11-22T20:36:44.000Z
+    std::string out;
+    for (char c : iso.substr(0, 19))
+        if (c != '-' && c != ':') out += c == 'T' ? '-' : c;
+    return out;
+}
+
+}  // namespace
+
+PreferencesStore::PreferencesStore(std::string path, FileOps& ops) : path_(std::move(path)), ops_(ops) {}
+
+std::optional<Value> PreferencesStore::parse(std::string_view bytes, std::string& error) {
+    if (looksLikeBinaryPlist(bytes)) {
+        PlistResult r = readBinaryPlist(bytes);
+        if (!r.ok()) {
+            error = r.error;
+            return std::nullopt;
+        }
+        return std::move(r.value);
+    }
+    PlistResult r = readXmlPlist(bytes);
+    if (!r.ok()) {
+        error = r.error;
+        return std::nullopt;
+    }
+    return std::move(r.value);
+}
+
+PreferencesStore::LoadReport PreferencesStore::load(Date now) {
+    LoadReport report;
+    stored_ = Value::emptyDictionary();
+    dirty_ = false;
+    writable_ = true;
+    std::string error;
+    std::optional<std::string> bytes = readWholeFile(path_, error);
+    if (!bytes && error.empty()) return report;  // no store yet
+    report.existed = true;
+    if (bytes) {
+        std::optional<Value> value = parse(*bytes, error);
+        if (value && value->isDictionary()) {
+            stored_ = std::move(*value);
+            return report;
+        }
+        if (value) error = "the file does not hold a dictionary";
+    }
+    report.problem = error;
+    std::string aside = path_ + ".unreadable-" + timestamp(now);
+    if (ops_.rename(path_, aside) == 0) {
+        report.movedAside = aside;
+    } else {
+        writable_ = false;  // never overwrite a file we could not read
+    }
+    return report;
+}
+
+Value PreferencesStore::dictionaryRepresentation() const {
+    if (!defaults_ || !defaults_->isDictionary()) return stored_;
+    Value merged = stored_;
+    for (const auto& e : defaults_->dictionary())
+        if (!merged.contains(e.key)) merged.set(e.key, e.value);
+    return merged;
+}
+
+void PreferencesStore::set(std::string_view key, const Value* value) {
+    if (value) {
+        Value* existing = stored_.find(key);
+        if (existing && *existing == *value) return;
+        stored_.set(key, *value);
+        dirty_ = true;
+    } else if (stored_.erase(key)) {
+        dirty_ = true;
+    }
+}
+
+std::optional<std::string> PreferencesStore::flush() {
+    if (!dirty_) return std::nullopt;
+    if (!writable_)
+        return "the preferences file " + path_ +
+               " could not be read or moved aside, so it is not overwritten";
+    if (auto error = writeFileAtomically(ops_, path_, writeBinaryPlist(stored_))) return error;
+    dirty_ = false;
+    return std::nullopt;
+}
+
+std::string defaultStorePath() {
+    return xdgDirectory("XDG_CONFIG_HOME", ".config") + "/numbrel/preferences.plist";
+}
+
+std::string defaultDocumentsPath() {
+    return xdgDirectory("XDG_DATA_HOME", ".local/share") + "/numbrel/Documents";
+}
+
+}  // namespace numbrel

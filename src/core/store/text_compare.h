@@ -1,0 +1,12 @@
+// Case-insensitive ordering of texts (Unicode case folding, no locale), as unit lists and backup
+// lists are sorted.
+#pragma once
+
+#include <string_view>
+
+namespace numbrel {
+
+// <0, 0 or >0 as a is before, equal to or after b ignoring case.
+int caseInsensitiveCompare(std::string_view a, std::string_view b);
+
+}  // namespace numbrel

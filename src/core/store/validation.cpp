@@ -1,0 +1,231 @@
+#include "store/validation.h"
+
+#include <algorithm>
+
+#include "costs/currency_table.h"
+#include "store/calendar.h"
+#include "store/document.h"
+#include "store/environment.h"
+#include "store/text_compare.h"
+#include "ui/localize.h"
+
+namespace numbrel {
+
+namespace {
+
+constexpr int kRateSteps = 12;
+
+void setIfMissing(Value& dict, std::string_view key, Value value) {
+    if (!dict.contains(key)) dict.set(key, std::move(value));
+}
+
+Value zeroStep() {
+    return Value::makeDictionary({{"rate", 0.0}, {"units", 0.0}, {"period", "day"}});
+}
+
+// Makes sure the value under key is an array, replacing anything else by an empty one.
+Array& ensureArray(Value& dict, std::string_view key) {
+    Value* v = dict.find(key);
+    if (!v || !v->isArray()) v = &dict.set(key, Value::emptyArray());
+    return v->array();
+}
+
+void repairMeter(Value& meter, const Environment& env) {
+    // Currency: the locale's when missing; a code the symbol table lacks becomes "USD".
+    const Value* code = meter.find("code");
+    std::string c = code && code->isString() ? code->string() : defaultCurrencyCode(env);
+    if (!symbolFor(c)) c = "USD";
+    meter.set("code", c);
+
+    meter.erase("currency");
+    setIfMissing(meter, "digits", 5);
+    meter.erase("maximum");
+    setIfMissing(meter, "precision", 1);
+
+    setIfMissing(meter, "tax", 0.0);
+    setIfMissing(meter, "percent", 0.0);
+    setIfMissing(meter, "discount", 0.0);
+    setIfMissing(meter, "period2", "day");
+
+    setIfMissing(meter, "postcode", "");
+    setIfMissing(meter, "house", "");
+
+    if (!meter.contains("type")) {
+        std::string_view units = stringOf(meter, "units");
+        const char* type = "Other";
+        if (units == "kWh") {
+            type = realOf(meter, "factor") > 1.0 ? "Gas" : "Electricity";
+        } else if (units == "m³") {
+            type = "Water";
+        }
+        meter.set("type", type);
+    }
+    setIfMissing(meter, "economy7", 0);
+    // Readers multiply every usage by the factor: a missing one means no conversion.
+    setIfMissing(meter, "factor", 1.0);
+
+    // Readers index readings and tariffs freely: give them the shapes they rely on.
+    Array& readings = ensureArray(meter, "readings");
+    std::erase_if(readings, [](const Value& r) { return !r.isDictionary(); });
+    Array& tariffs = ensureArray(meter, "tariffs");
+    while (tariffs.size() < 3)
+        tariffs.push_back(legacyTariff());
+    for (Value& tariff : tariffs)
+        normaliseTariff(tariff);
+}
+
+// Older documents marked the first reading of a replaced meter with "new" and counted the new meter
+// from that reading. Now a zero reading one second after the last reading of the old meter starts
+// the new one, so that no usage is counted across the change.
+void migrateMeterChanges(Value& meter) {
+    Array* readings = arrayOf(meter, "readings");
+    if (!readings) return;
+    for (std::size_t i = 0; i < readings->size(); ++i) {
+        Value& reading = (*readings)[i];
+        if (!boolOf(reading, "new") || i + 1 >= readings->size()) continue;
+        reading.erase("new");
+        const Value* olderDate = (*readings)[i + 1].find("date");
+        Date start{olderDate && olderDate->isDate() ? olderDate->date().seconds + 1.0 : 0.0};
+        Value zero = Value::makeDictionary(
+            {{"date", start}, {"reading", Value(Array{Value(0.0), Value(0.0), Value(0.0)})}, {"new", true}});
+        readings->insert(readings->begin() + static_cast<std::ptrdiff_t>(i) + 1, std::move(zero));
+        ++i;  // continue after the inserted record
+    }
+}
+
+Value defaultUnits(const Value& doc) {
+    std::vector<std::string> units{"ft³", "kWh", "m³"};
+    if (const Array* meters = metersOf(doc)) {
+        for (const Value& meter : *meters) {
+            std::string_view u = stringOf(meter, "units");
+            if (!u.empty() && std::find(units.begin(), units.end(), u) == units.end()) units.emplace_back(u);
+        }
+    }
+    std::stable_sort(units.begin(), units.end(), [](const std::string& a, const std::string& b) {
+        return caseInsensitiveCompare(a, b) < 0;
+    });
+    Array out;
+    for (auto& u : units)
+        out.emplace_back(std::move(u));
+    return Value(std::move(out));
+}
+
+Date defaultReview(const Value& doc, const Environment& env) {
+    const Array* meters = metersOf(doc);
+    bool freshInstall = meters && meters->size() == 3 && (*meters)[0].find("readings") &&
+                        (*meters)[0].find("readings")->size() == 0;
+    return Calendar(env).addDays(env.now(), freshInstall ? 30 : 7);
+}
+
+}  // namespace
+
+std::string defaultCurrencyCode(const Environment& env) {
+    std::string code = env.localeCurrencyCode();
+    return symbolFor(code) ? code : "USD";
+}
+
+void normaliseTariff(Value& tariff) {
+    if (!tariff.isDictionary()) tariff = legacyTariff();
+    Value* rates = tariff.find("rates");
+    if (!rates) {
+        Array steps;
+        steps.reserve(kRateSteps);
+        steps.push_back(
+            Value::makeDictionary({{"rate", realOf(tariff, "unit")},
+                                   {"units", realOf(tariff, "initial")},
+                                   {"period", Value(std::string(stringOf(tariff, "period", "day")))}}));
+        steps.push_back(Value::makeDictionary(
+            {{"rate", realOf(tariff, "remainder")}, {"units", 0.0}, {"period", "day"}}));
+        while (steps.size() < kRateSteps)
+            steps.push_back(zeroStep());
+        for (const char* key : {"unit", "initial", "period", "remainder"})
+            tariff.erase(key);
+        rates = &tariff.set("rates", Value(std::move(steps)));
+    } else if (!rates->isArray()) {
+        *rates = Value::emptyArray();
+    }
+    // Every reader walks exactly twelve steps.
+    Array& steps = rates->array();
+    for (Value& step : steps)
+        if (!step.isDictionary()) step = zeroStep();
+    while (steps.size() < kRateSteps)
+        steps.push_back(zeroStep());
+
+    setIfMissing(tariff, "monthly", false);
+    if (!tariff.contains("stepped")) tariff.set("stepped", realOf(steps[0], "units") > 0.0);
+}
+
+std::vector<Alert> validateSettings(Value& doc, const Environment& env, bool replaced) {
+    std::vector<Alert> alerts;
+    if (!doc.isDictionary()) doc = newDocument();
+
+    // Disabled meters are dropped. A meter without "enabled" counts as one register rather than
+    // as disabled, so that a foreign document does not lose its meters.
+    Array& meters = ensureArray(doc, "settings");
+    std::erase_if(meters, [](const Value& m) { return !m.isDictionary(); });
+    for (Value& meter : meters)
+        setIfMissing(meter, "enabled", 1);
+    std::erase_if(meters, [](const Value& m) { return integerOf(m, "enabled") == 0; });
+
+    bool oldMeterChanges = !doc.contains("new");
+    for (Value& meter : meters) {
+        repairMeter(meter, env);
+        if (oldMeterChanges) migrateMeterChanges(meter);
+    }
+
+    setIfMissing(doc, "black", false);
+    setIfMissing(doc, "extrapolate", false);
+    setIfMissing(doc, "graph", false);
+    setIfMissing(doc, "keyboard", false);
+    setIfMissing(doc, "landscape", false);
+    setIfMissing(doc, "meter", 0);
+    setIfMissing(doc, "new", true);
+    setIfMissing(doc, "period", 0);
+    setIfMissing(doc, "range", integerOf(doc, "period") < 4 ? 2 : 0);
+    doc.erase("restore");
+    setIfMissing(doc, "email", "");
+    setIfMissing(doc, "zero", false);
+    if (!doc.contains("units")) doc.set("units", defaultUnits(doc));
+    setIfMissing(doc, "torch", false);
+    doc.erase("current");
+    setIfMissing(doc, "average", false);
+    setIfMissing(doc, "at", 800);
+    setIfMissing(doc, "on", 0);
+    setIfMissing(doc, "reminders", "Off");
+    setIfMissing(doc, "tour", true);
+    setIfMissing(doc, "theme", 4);
+    if (!doc.contains("review")) doc.set("review", defaultReview(doc, env));
+    setIfMissing(doc, "tips", true);
+    setIfMissing(doc, "icloud", false);
+    setIfMissing(doc, "version", 311);
+
+    if (integerOf(doc, "version") < 320) {
+        doc.set("autobackup", false);
+        doc.set("filename", "");
+        doc.set("version", 320);
+    }
+    if (integerOf(doc, "version") < 332) {
+        if (!boolOf(doc, "tour") && !replaced) {
+            alerts.push_back(Alert{
+                0,
+                tr("Help and Support"),
+                tr("As a reminder, PLEASE don't leave support requests on iTunes, as these are anonymous and "
+                   "I "
+                   "have no way of contacting you to help. Instead use the support links and you will get a "
+                   "VERY quick response."),
+                {tr("OK")}});
+        }
+        doc.set("version", 332);
+    }
+    if (integerOf(doc, "version") < 400) {
+        doc.set("next", true);
+        doc.set("version", 400);
+    }
+    if (integerOf(doc, "version") < 420) {
+        doc.set("root", true);
+        doc.set("version", kCurrentVersion);
+    }
+    return alerts;
+}
+
+}  // namespace numbrel

@@ -1,0 +1,105 @@
+"""The command-line tool, black-box, against a committed sample store."""
+import json
+import os
+import plistlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+CLI = sys.argv.pop(1)
+DATA = sys.argv.pop(1)
+PINNED = ["--tz", "Europe/London", "--locale", "en_GB", "--now", "2026-11-22T12:00:00Z"]
+
+
+class Cli(unittest.TestCase):
+    def setUp(self):
+        self.tmp = tempfile.TemporaryDirectory()
+        self.store = os.path.join(self.tmp.name, "preferences.plist")
+        shutil.copy(os.path.join(DATA, "store", "sample.plist"), self.store)
+
+    def tearDown(self):
+        self.tmp.cleanup()
+
+    def run_cli(self, *args, store=None, expect=0):
+        cmd = [CLI, "--store", store or self.store, "--documents", self.tmp.name, *PINNED, *args]
+        result = subprocess.run(cmd, capture_output=True, text=True)
+        self.assertEqual(result.returncode, expect, result.stderr)
+        return result
+
+    def test_status_lists_meters_and_the_latest_reading(self):
+        out = self.run_cli("status").stdout
+        self.assertIn("Meters: 2", out)
+        self.assertIn("0  Electricity (Electricity): 3 readings, latest 2026-11-20 08:00", out)
+        self.assertIn("1  Gas (Gas): 2 readings, latest 2026-11-01 09:30", out)
+        self.assertIn("Latest reading: 2026-11-20 08:00 (Electricity)", out)
+
+    def test_status_does_not_write_the_store(self):
+        before = open(self.store, "rb").read()
+        self.run_cli("status")
+        self.assertEqual(open(self.store, "rb").read(), before)
+
+    def test_meters_json(self):
+        meters = json.loads(self.run_cli("meters", "--json").stdout)
+        self.assertEqual([m["name"] for m in meters], ["Electricity", "Gas"])
+        self.assertEqual(meters[1]["type"], "Gas")  # derived from kWh and a factor above 1
+        self.assertEqual(meters[0]["readings"], 3)
+        self.assertEqual(meters[0]["formula"], "single")
+
+    def test_document_json_keeps_every_key(self):
+        doc = json.loads(self.run_cli("document", "--json").stdout)
+        self.assertEqual(doc["custom"], "kept by other tools")
+        self.assertEqual(doc["version"], 420)
+        self.assertEqual(doc["settings"][0]["readings"][0]["date"], "2026-11-20T08:00:00.000Z")
+        rates = doc["settings"][1]["tariffs"][0]["rates"]
+        self.assertEqual(len(rates), 12)
+        self.assertEqual(rates[0], {"period": "month", "rate": 0.15, "units": 100.0})
+
+    def test_validate_shows_start_up_alerts_once_and_saves(self):
+        out = self.run_cli("validate").stdout
+        self.assertIn("Help and Support: As a reminder", out)
+        self.assertIn("Validated: 2 meters, version 420", out)
+        with open(self.store, "rb") as f:
+            saved = plistlib.load(f)
+        self.assertEqual(saved["version"], 420)
+        self.assertEqual(saved["custom"], "kept by other tools")
+        self.assertNotIn("Help and Support", self.run_cli("validate").stdout)
+
+    def test_new_store_gets_the_default_meters(self):
+        store = os.path.join(self.tmp.name, "sub", "new.plist")
+        out = self.run_cli("status", store=store).stdout
+        self.assertIn("(new)", out)
+        self.assertIn("Meters: 3", out)
+        self.assertFalse(os.path.exists(store))
+        self.run_cli("validate", store=store)
+        self.assertTrue(os.path.exists(store))
+
+    def test_unreadable_store_is_moved_aside(self):
+        with open(self.store, "wb") as f:
+            f.write(b"garbage")
+        result = self.run_cli("status")
+        self.assertIn("could not be read", result.stderr)
+        self.assertTrue(os.path.exists(self.store + ".unreadable-20261122-120000"))
+        self.assertIn("Meters: 3", result.stdout)
+
+    def test_usage_errors_exit_1(self):
+        self.run_cli("frobnicate", expect=1)
+        self.run_cli("document", expect=1)  # needs --json
+        self.run_cli("status", "--bogus", expect=1)
+        result = subprocess.run([CLI, "--now", "yesterday", "status"], capture_output=True, text=True)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("ISO 8601", result.stderr)
+
+    def test_help(self):
+        result = subprocess.run([CLI, "--help"], capture_output=True, text=True)
+        self.assertEqual(result.returncode, 0)
+        for command in ("status", "document --json", "meters --json", "validate"):
+            self.assertIn(command, result.stdout)
+        result = subprocess.run([CLI, "status", "--help"], capture_output=True, text=True)
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("usage: numbrel-cli", result.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,76 @@
+#include "plist/description.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstdlib>
+#include <random>
+
+#include "plist/md5.h"
+#include "store/app_delegate.h"
+
+namespace numbrel {
+namespace {
+
+TEST(Description, IsCompactDeterministicAndTyped) {
+    Value v = Value::makeDictionary({
+        {"z", Value(Array{Value(1), Value(1.0), Value(0.1), Value(true)})},
+        {"a", "say \"hi\"\n\\"},
+        {"d", Value(Date{415696502.5})},
+        {"b", Value(Data{0x0A, 0xFF})},
+        {"u", Value::uid(3)},
+        {"e", Value::emptyDictionary()},
+    });
+    EXPECT_EQ(description(v),
+              "{\"a\"=\"say \\\"hi\\\"\\n\\\\\";\"b\"=<0aff>;\"d\"=@415696502.5;\"e\"={};\"u\"=<uid 3>;"
+              "\"z\"=(1,1.0,0.1,true);}");
+}
+
+TEST(Description, DoublesReadBackExactly) {
+    std::mt19937_64 random(42);
+    for (int i = 0; i < 10000; ++i) {
+        double d = std::bit_cast<double>(random());
+        if (!std::isfinite(d)) continue;
+        std::string text = shortestDouble(d);
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(std::strtod(text.c_str(), nullptr)),
+                  std::bit_cast<std::uint64_t>(d))
+            << text;
+    }
+    EXPECT_EQ(shortestDouble(0.1), "0.1");
+    EXPECT_EQ(shortestDouble(100.0, true), "100.0");
+    EXPECT_EQ(shortestDouble(1e21, true), "1e+21");
+}
+
+TEST(Description, SkipsOnlyTopLevelKeys) {
+    Value v = Value::makeDictionary(
+        {{"meter", 1}, {"settings", Value(Array{Value::makeDictionary({{"meter", 2}})})}});
+    std::string out;
+    appendDescription(out, v, {"meter"});
+    EXPECT_EQ(out, "{\"settings\"=({\"meter\"=2;});}");
+}
+
+TEST(Md5, KnownDigests) {
+    EXPECT_EQ(MD5StringOfString(""), "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(MD5StringOfString("abc"), "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(MD5StringOfString("m³"), MD5StringOfString("m\xC2\xB3"));
+}
+
+TEST(Md5, FingerprintIgnoresViewStateButNotData) {
+    Value doc = Value::makeDictionary({{"settings", Value(Array{})}, {"black", false}});
+    std::string base = MD5StringOfSettings(doc);
+    for (const char* key : {"autobackup", "filename", "graph", "icloud", "meter", "new", "next", "period",
+                            "range", "review", "root", "tips", "tour", "version"}) {
+        Value changed = doc;
+        changed.set(key, 12345);
+        EXPECT_EQ(MD5StringOfSettings(changed), base) << key;
+    }
+    for (const char* key : {"black", "average", "theme", "units", "email", "zero", "reminders"}) {
+        Value changed = doc;
+        changed.set(key, 12345);
+        EXPECT_NE(MD5StringOfSettings(changed), base) << key;
+    }
+    EXPECT_EQ(base.size(), 32u);
+}
+
+}  // namespace
+}  // namespace numbrel
