@@ -210,6 +210,25 @@ class Reader {
         }
     }
 
+    // Dictionary keys are shared by every dictionary that uses them: decode each key object once.
+    bool readKey(std::uint64_t index, std::string& out) {
+        if (index < keyCache_.size() && keyCache_[index] >= 0) {
+            out = keys_[static_cast<std::size_t>(keyCache_[index])];
+            return true;
+        }
+        std::uint64_t pos = 0;
+        if (!objectOffset(index, pos)) return false;
+        std::uint8_t high = data_[pos] >> 4;
+        if (high != 0x5 && high != 0x6) return setError("dictionary key is not a string");
+        Value key;
+        if (!readObject(index, 0, key)) return false;
+        if (keyCache_.empty()) keyCache_.assign(numObjects_, -1);
+        keyCache_[index] = static_cast<std::int32_t>(keys_.size());
+        keys_.push_back(key.string());
+        out = std::move(key.string());
+        return true;
+    }
+
     bool enter(std::uint64_t index) {
         if (onPath_[index]) return setError("reference cycle");
         onPath_[index] = 1;
@@ -246,17 +265,17 @@ class Reader {
             std::uint64_t keyRef = 0, valueRef = 0;
             readRef(pos + i * refSize_, keyRef);
             readRef(pos + (count + i) * refSize_, valueRef);
-            Value key;
-            if (!readObject(keyRef, depth + 1, key)) return false;
-            if (!key.isString()) return setError("dictionary key is not a string");
-            entries[i].key = std::move(key.string());
+            if (!readKey(keyRef, entries[i].key)) return false;
             if (!readObject(valueRef, depth + 1, entries[i].value)) return false;
         }
         onPath_[index] = 0;
-        // Keys are kept sorted; of duplicate keys the last one wins.
-        std::stable_sort(entries.begin(), entries.end(),
-                         [](const Value::Entry& a, const Value::Entry& b) { return a.key < b.key; });
-        if (!entries.empty()) {
+        // Keys are kept sorted; of duplicate keys the last one wins. Writers usually sort already.
+        bool sortedUnique = true;
+        for (std::size_t i = 1; i < entries.size() && sortedUnique; ++i)
+            sortedUnique = entries[i - 1].key < entries[i].key;
+        if (!sortedUnique) {
+            std::stable_sort(entries.begin(), entries.end(),
+                             [](const Value::Entry& a, const Value::Entry& b) { return a.key < b.key; });
             std::size_t w = 0;
             for (std::size_t r = 0; r < entries.size(); ++r) {
                 if (w > 0 && entries[w - 1].key == entries[r].key) {
@@ -281,6 +300,8 @@ class Reader {
     unsigned offsetSize_ = 0;
     unsigned refSize_ = 0;
     std::vector<std::uint8_t> onPath_;
+    std::vector<std::int32_t> keyCache_;  // object index -> index into keys_, or -1
+    std::vector<std::string> keys_;
     std::string error_;
 };
 
@@ -301,8 +322,26 @@ void putBigEndian(std::string& out, std::uint64_t v, unsigned n) {
 class Writer {
   public:
     std::string run(const Value& top) {
-        objects_.reserve(1024);
         flatten(top);
+        return finish();
+    }
+
+    std::string run(std::span<const std::pair<std::string_view, const Value*>> entries) {
+        std::vector<std::pair<std::string_view, const Value*>> sorted(entries.begin(), entries.end());
+        std::sort(sorted.begin(), sorted.end(),
+                  [](const auto& a, const auto& b) { return a.first < b.first; });
+        objects_.push_back({nullptr, {}, 0, static_cast<std::uint32_t>(sorted.size())});
+        std::size_t n = sorted.size();
+        children_.resize(2 * n);
+        for (std::size_t i = 0; i < n; ++i)
+            children_[i] = addString(sorted[i].first, nullptr);
+        for (std::size_t i = 0; i < n; ++i)
+            children_[n + i] = flatten(*sorted[i].second);
+        return finish();
+    }
+
+  private:
+    std::string finish() {
         refSize_ = bytesFor(objects_.size());
         std::string out;
         out.reserve(objects_.size() * 12 + 64);
@@ -325,11 +364,11 @@ class Writer {
         return out;
     }
 
-  private:
     struct Object {
-        const Value* value;        // null for a dictionary key
-        std::string_view key;      // the key text when value is null
-        std::uint32_t firstChild;  // into children_, for containers
+        const Value* value;          // null for a dictionary key or an assembled top dictionary
+        std::string_view key;        // the key text of a dictionary key
+        std::uint32_t firstChild;    // into children_, for containers
+        std::uint32_t topCount = 0;  // entries of an assembled top dictionary
     };
 
     std::uint32_t addScalar(std::unordered_map<std::uint64_t, std::uint32_t>& seen, std::uint64_t bits,
@@ -434,6 +473,11 @@ class Writer {
     }
 
     void writeObject(std::string& out, const Object& o) {
+        if (!o.value && o.topCount > 0) {
+            writeMarker(out, 0xD, o.topCount);
+            writeRefs(out, o.firstChild, 2 * o.topCount);
+            return;
+        }
         if (!o.value) {
             writeText(out, o.key);
             return;
@@ -494,6 +538,11 @@ PlistResult readBinaryPlist(std::string_view bytes) {
 
 std::string writeBinaryPlist(const Value& value) {
     return Writer().run(value);
+}
+
+std::string writeBinaryPlistDictionary(std::span<const std::pair<std::string_view, const Value*>> entries) {
+    if (entries.empty()) return writeBinaryPlist(Value::emptyDictionary());
+    return Writer().run(entries);
 }
 
 bool looksLikeBinaryPlist(std::string_view bytes) {

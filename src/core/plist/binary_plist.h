@@ -2,8 +2,10 @@
 // files come from outside, and a writer whose output the platform's and Python's readers load.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "plist/value.h"
 
@@ -24,6 +26,9 @@ PlistResult readBinaryPlist(std::string_view bytes);
 
 // Writes a value as a binary property list. Equal strings and scalars are stored once.
 std::string writeBinaryPlist(const Value& value);
+
+// Writes a dictionary made of the given entries (keys unique) without assembling it first.
+std::string writeBinaryPlistDictionary(std::span<const std::pair<std::string_view, const Value*>> entries);
 
 bool looksLikeBinaryPlist(std::string_view bytes);
 

@@ -28,11 +28,10 @@ NumbrelAppDelegate::~NumbrelAppDelegate() = default;
 void NumbrelAppDelegate::applicationDidFinishLaunching() {
     // The currency table is static data; nothing to build.
     loadReport_ = store_.load(env_.now());
-    if (store_.holds("settings")) {
-        settings_ = std::make_shared<Value>(store_.dictionaryRepresentation());
-    } else {
-        settings_ = std::make_shared<Value>(newDocument());
-    }
+    // The document is the whole store when it holds meters at all, else a new one.
+    bool hasSettings = store_.holds("settings");
+    Value stored = store_.takeDictionary(kPersistedKeys);
+    settings_ = std::make_shared<Value>(hasSettings ? std::move(stored) : newDocument());
     if (!loadReport_.problem.empty()) {
         std::string message = "Your saved data could not be read (" + loadReport_.problem + "). ";
         message +=
@@ -69,9 +68,7 @@ void NumbrelAppDelegate::validate(bool replaced) {
 }
 
 std::optional<std::string> NumbrelAppDelegate::saveSettings() {
-    for (std::string_view key : kPersistedKeys)
-        store_.set(key, settings_->find(key));
-    return store_.flush();
+    return store_.write(*settings_, kPersistedKeys);
 }
 
 std::optional<std::string> NumbrelAppDelegate::applicationDidEnterBackground() {

@@ -1,6 +1,9 @@
 #include "store/preferences_store.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <functional>
+#include <vector>
 
 #include "plist/binary_plist.h"
 #include "plist/date_text.h"
@@ -50,7 +53,7 @@ std::optional<Value> PreferencesStore::parse(std::string_view bytes, std::string
 PreferencesStore::LoadReport PreferencesStore::load(Date now) {
     LoadReport report;
     stored_ = Value::emptyDictionary();
-    dirty_ = false;
+    fileKnown_ = false;
     writable_ = true;
     std::string error;
     std::optional<std::string> bytes = readWholeFile(path_, error);
@@ -60,6 +63,8 @@ PreferencesStore::LoadReport PreferencesStore::load(Date now) {
         std::optional<Value> value = parse(*bytes, error);
         if (value && value->isDictionary()) {
             stored_ = std::move(*value);
+            fileHash_ = std::hash<std::string_view>{}(*bytes);
+            fileKnown_ = true;
             return report;
         }
         if (value) error = "the file does not hold a dictionary";
@@ -74,32 +79,40 @@ PreferencesStore::LoadReport PreferencesStore::load(Date now) {
     return report;
 }
 
-Value PreferencesStore::dictionaryRepresentation() const {
-    if (!defaults_ || !defaults_->isDictionary()) return stored_;
-    Value merged = stored_;
-    for (const auto& e : defaults_->dictionary())
-        if (!merged.contains(e.key)) merged.set(e.key, e.value);
-    return merged;
+Value PreferencesStore::takeDictionary(std::span<const std::string_view> writtenKeys) {
+    Value kept = Value::emptyDictionary();
+    for (const auto& e : stored_.dictionary())
+        if (std::find(writtenKeys.begin(), writtenKeys.end(), e.key) == writtenKeys.end())
+            kept.set(e.key, e.value);
+    Value all = std::move(stored_);
+    stored_ = std::move(kept);
+    return all;
 }
 
-void PreferencesStore::set(std::string_view key, const Value* value) {
-    if (value) {
-        Value* existing = stored_.find(key);
-        if (existing && *existing == *value) return;
-        stored_.set(key, *value);
-        dirty_ = true;
-    } else if (stored_.erase(key)) {
-        dirty_ = true;
+const Value* PreferencesStore::value(std::string_view key) const {
+    if (const Value* v = stored_.find(key)) return v;
+    return defaults_ ? defaults_->find(key) : nullptr;
+}
+
+std::optional<std::string> PreferencesStore::write(const Value& source,
+                                                   std::span<const std::string_view> keys) {
+    std::vector<std::pair<std::string_view, const Value*>> entries;
+    entries.reserve(stored_.size() + keys.size());
+    for (std::string_view key : keys) {
+        stored_.erase(key);  // a written key is the source's from now on
+        if (const Value* v = source.find(key)) entries.emplace_back(key, v);
     }
-}
-
-std::optional<std::string> PreferencesStore::flush() {
-    if (!dirty_) return std::nullopt;
+    for (const auto& e : stored_.dictionary())
+        entries.emplace_back(e.key, &e.value);
+    std::string bytes = writeBinaryPlistDictionary(entries);
+    std::size_t hash = std::hash<std::string_view>{}(bytes);
+    if (fileKnown_ && hash == fileHash_) return std::nullopt;
     if (!writable_)
         return "the preferences file " + path_ +
                " could not be read or moved aside, so it is not overwritten";
-    if (auto error = writeFileAtomically(ops_, path_, writeBinaryPlist(stored_))) return error;
-    dirty_ = false;
+    if (auto error = writeFileAtomically(ops_, path_, bytes)) return error;
+    fileHash_ = hash;
+    fileKnown_ = true;
     return std::nullopt;
 }
 

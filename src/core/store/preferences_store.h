@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "plist/value.h"
@@ -25,21 +26,22 @@ class PreferencesStore {
     // refuses to write until the next load.
     LoadReport load(Date now);
 
-    // Every entry of the store: registered defaults overlaid by the stored entries.
-    Value dictionaryRepresentation() const;
-    const Value& stored() const { return stored_; }
     bool holds(std::string_view key) const { return stored_.find(key) != nullptr; }
 
-    // Values read for keys the file lacks. The document is shared, not copied, as the platform
-    // store shares the objects it is given.
+    // Hands the whole stored dictionary over (the document is made from it) without copying it.
+    // The store keeps the entries under keys it is never asked to write, and carries them into
+    // every file it writes, so that entries other programs put there survive.
+    Value takeDictionary(std::span<const std::string_view> writtenKeys);
+
+    // Values answered for keys the file lacks. The document is shared, not copied.
     void registerDefaults(std::shared_ptr<const Value> defaults) { defaults_ = std::move(defaults); }
+    // An entry of the store: a kept entry, else a registered default; null when neither has it.
+    const Value* value(std::string_view key) const;
 
-    // Writes value under key; null removes the entry.
-    void set(std::string_view key, const Value* value);
-
-    // Writes the file when something changed. Returns an error message on failure, in which case
-    // the previous file is unchanged and the entries stay pending for the next flush.
-    std::optional<std::string> flush();
+    // Writes, by key, the entries of source under keys (a key source lacks is removed) beside the
+    // kept entries, and replaces the file atomically unless it would come out byte-identical.
+    // Returns an error message on failure; the previous file is then unchanged.
+    std::optional<std::string> write(const Value& source, std::span<const std::string_view> keys);
 
     const std::string& path() const { return path_; }
 
@@ -49,9 +51,10 @@ class PreferencesStore {
   private:
     std::string path_;
     FileOps& ops_;
-    Value stored_ = Value::emptyDictionary();
+    Value stored_ = Value::emptyDictionary();  // the file's entries until taken; then the kept ones
     std::shared_ptr<const Value> defaults_;
-    bool dirty_ = false;
+    std::size_t fileHash_ = 0;  // of the bytes last read or written, to skip identical rewrites
+    bool fileKnown_ = false;
     bool writable_ = true;
 };
 

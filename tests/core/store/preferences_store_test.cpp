@@ -206,9 +206,10 @@ TEST(PreferencesStore, RegisteredDefaultsAnswerForUnsavedKeys) {
     PreferencesStore store(dir.file("p.plist"));
     NumbrelAppDelegate app(pinnedEnvironment(), store);
     app.applicationDidFinishLaunching();
-    Value all = store.dictionaryRepresentation();
-    EXPECT_EQ(integerOf(all, "version"), 420);
+    ASSERT_NE(store.value("version"), nullptr);
+    EXPECT_EQ(store.value("version")->toInteger(), 420);
     EXPECT_FALSE(store.holds("version"));
+    EXPECT_EQ(store.value("nothing"), nullptr);
 }
 
 TEST(AppDelegate, LeavingAndReturningWithoutEditsMakesNoSecondBackup) {
