@@ -137,7 +137,7 @@ nlohmann::ordered_json toJson(const Value& value) {
         case Value::Type::Dictionary: {
             auto out = nlohmann::ordered_json::object();
             for (const auto& e : value.dictionary())
-                out[e.key] = toJson(e.value);
+                out[e.key.str()] = toJson(e.value);
             return out;
         }
     }

@@ -211,7 +211,7 @@ class Reader {
     }
 
     // Dictionary keys are shared by every dictionary that uses them: decode each key object once.
-    bool readKey(std::uint64_t index, std::string& out) {
+    bool readKey(std::uint64_t index, Key& out) {
         if (index < keyCache_.size() && keyCache_[index] >= 0) {
             out = keys_[static_cast<std::size_t>(keyCache_[index])];
             return true;
@@ -224,8 +224,8 @@ class Reader {
         if (!readObject(index, 0, key)) return false;
         if (keyCache_.empty()) keyCache_.assign(numObjects_, -1);
         keyCache_[index] = static_cast<std::int32_t>(keys_.size());
-        keys_.push_back(key.string());
-        out = std::move(key.string());
+        keys_.emplace_back(key.string());
+        out = keys_.back();
         return true;
     }
 
@@ -301,7 +301,7 @@ class Reader {
     unsigned refSize_ = 0;
     std::vector<std::uint8_t> onPath_;
     std::vector<std::int32_t> keyCache_;  // object index -> index into keys_, or -1
-    std::vector<std::string> keys_;
+    std::vector<Key> keys_;
     std::string error_;
 };
 
@@ -314,14 +314,60 @@ unsigned bytesFor(std::uint64_t v) {
     return 8;
 }
 
-void putBigEndian(std::string& out, std::uint64_t v, unsigned n) {
-    for (unsigned i = n; i-- > 0;)
-        out += static_cast<char>((v >> (8 * i)) & 0xFF);
-}
+// An open-addressing map from 64-bit keys to object indexes, for sharing equal scalars: far
+// smaller and faster than a node-based map for the hundred thousand numbers of a large document.
+class ScalarIndex {
+  public:
+    // The index stored for key, or inserts candidate and returns it.
+    std::uint32_t findOrInsert(std::uint8_t type, std::uint64_t key, std::uint32_t candidate,
+                               bool& inserted) {
+        if (10 * (size_ + 1) > 7 * slots_.size()) grow();
+        std::size_t mask = slots_.size() - 1;
+        for (std::size_t i = mix(key + type) & mask;; i = (i + 1) & mask) {
+            Slot& slot = slots_[i];
+            if (slot.index == kEmpty) {
+                slot = {key, candidate, type};
+                ++size_;
+                inserted = true;
+                return candidate;
+            }
+            if (slot.key == key && slot.type == type) {
+                inserted = false;
+                return slot.index;
+            }
+        }
+    }
+
+  private:
+    static constexpr std::uint32_t kEmpty = 0xFFFFFFFF;
+    struct Slot {
+        std::uint64_t key = 0;
+        std::uint32_t index = kEmpty;
+        std::uint8_t type = 0;
+    };
+    static std::uint64_t mix(std::uint64_t x) {
+        x ^= x >> 30;
+        x *= 0xbf58476d1ce4e5b9ull;
+        x ^= x >> 27;
+        x *= 0x94d049bb133111ebull;
+        return x ^ (x >> 31);
+    }
+    void grow() {
+        std::vector<Slot> old = std::move(slots_);
+        slots_.assign(old.empty() ? 64 : 2 * old.size(), Slot{});
+        size_ = 0;
+        bool inserted = false;
+        for (const Slot& s : old)
+            if (s.index != kEmpty) findOrInsert(s.type, s.key, s.index, inserted);
+    }
+    std::vector<Slot> slots_;
+    std::size_t size_ = 0;
+};
 
 class Writer {
   public:
     std::string run(const Value& top) {
+        reserveFor(top, 1);
         flatten(top);
         return finish();
     }
@@ -330,204 +376,261 @@ class Writer {
         std::vector<std::pair<std::string_view, const Value*>> sorted(entries.begin(), entries.end());
         std::sort(sorted.begin(), sorted.end(),
                   [](const auto& a, const auto& b) { return a.first < b.first; });
-        objects_.push_back({nullptr, {}, 0, static_cast<std::uint32_t>(sorted.size())});
         std::size_t n = sorted.size();
+        std::size_t nodes = 1 + n, refs = 2 * n;
+        for (const auto& e : sorted)
+            count(*e.second, nodes, refs);
+        objects_.reserve(nodes);
+        children_.reserve(refs);
+        objects_.push_back({nullptr, 0, kTop | static_cast<std::uint32_t>(n)});
         children_.resize(2 * n);
         for (std::size_t i = 0; i < n; ++i)
-            children_[i] = addString(sorted[i].first, nullptr);
+            children_[i] = addString(sorted[i].first, &sorted[i].first, kViewKey);
         for (std::size_t i = 0; i < n; ++i)
             children_[n + i] = flatten(*sorted[i].second);
         return finish();
     }
 
   private:
+    // Upper bounds of the objects and references a value needs, so that the tables are allocated
+    // once at their final size (a large document would otherwise hold two copies while growing).
+    static void count(const Value& v, std::size_t& nodes, std::size_t& refs) {
+        ++nodes;
+        if (v.isArray()) {
+            refs += v.array().size();
+            for (const Value& e : v.array())
+                count(e, nodes, refs);
+        } else if (v.isDictionary()) {
+            nodes += v.dictionary().size();
+            refs += 2 * v.dictionary().size();
+            for (const auto& e : v.dictionary())
+                count(e.value, nodes, refs);
+        }
+    }
+    void reserveFor(const Value& v, std::size_t extra) {
+        std::size_t nodes = extra, refs = 0;
+        count(v, nodes, refs);
+        objects_.reserve(nodes);
+        children_.reserve(refs);
+    }
+
+    // An object of the file: what it is (kind in the top bits of info) and where its children are.
+    struct Object {
+        const void* ptr;      // the Value, or the key text (std::string or std::string_view)
+        std::uint32_t child;  // first entry in children_, for containers
+        std::uint32_t info;   // kind | count (count used by the assembled top dictionary)
+    };
+    static constexpr std::uint32_t kValue = 0, kStringKey = 1u << 30, kViewKey = 2u << 30, kTop = 3u << 30;
+    static constexpr std::uint32_t kKindMask = 3u << 30;
+
+    // Output buffer written through a cursor; room is made once per object, not per byte.
+    char* room(std::size_t bytes) {
+        if (used_ + bytes > out_.size()) out_.resize(std::max(out_.size() * 2, used_ + bytes + 4096));
+        return out_.data() + used_;
+    }
+    void advance(char* end) { used_ = static_cast<std::size_t>(end - out_.data()); }
+
+    static char* put(char* p, std::uint64_t v, unsigned n) {
+        for (unsigned i = n; i-- > 0;)
+            *p++ = static_cast<char>((v >> (8 * i)) & 0xFF);
+        return p;
+    }
+    static char* putInteger(char* p, std::int64_t i) {
+        if (i < 0) {
+            *p++ = '\x13';
+            return put(p, static_cast<std::uint64_t>(i), 8);
+        }
+        auto u = static_cast<std::uint64_t>(i);
+        unsigned n = bytesFor(u);
+        *p++ = static_cast<char>(0x10 | std::countr_zero(n));
+        return put(p, u, n);
+    }
+    static char* putMarker(char* p, std::uint8_t high, std::uint64_t count) {
+        if (count < 15) {
+            *p++ = static_cast<char>((high << 4) | count);
+            return p;
+        }
+        *p++ = static_cast<char>((high << 4) | 0x0F);
+        return putInteger(p, static_cast<std::int64_t>(count));
+    }
+
     std::string finish() {
         refSize_ = bytesFor(objects_.size());
-        std::string out;
-        out.reserve(objects_.size() * 12 + 64);
-        out.append(kMagic);
-        std::vector<std::uint64_t> offsets(objects_.size());
+        out_.resize(objects_.size() * 10 + children_.size() * refSize_ + 64);
+        char* p = room(kMagic.size());
+        std::memcpy(p, kMagic.data(), kMagic.size());
+        advance(p + kMagic.size());
+        std::vector<std::uint32_t> offsets(objects_.size());  // files stay far below 4 GB
         for (std::size_t i = 0; i < objects_.size(); ++i) {
-            offsets[i] = out.size();
-            writeObject(out, objects_[i]);
+            offsets[i] = static_cast<std::uint32_t>(used_);
+            writeObject(objects_[i]);
         }
-        std::uint64_t tableOffset = out.size();
+        std::uint64_t tableOffset = used_;
         unsigned offsetSize = bytesFor(tableOffset);
+        p = room(offsets.size() * offsetSize + 32);
         for (std::uint64_t off : offsets)
-            putBigEndian(out, off, offsetSize);
-        out.append(6, '\0');
-        out += static_cast<char>(offsetSize);
-        out += static_cast<char>(refSize_);
-        putBigEndian(out, objects_.size(), 8);
-        putBigEndian(out, 0, 8);
-        putBigEndian(out, tableOffset, 8);
-        return out;
+            p = put(p, off, offsetSize);
+        std::memset(p, 0, 6);
+        p += 6;
+        *p++ = static_cast<char>(offsetSize);
+        *p++ = static_cast<char>(refSize_);
+        p = put(p, objects_.size(), 8);
+        p = put(p, 0, 8);
+        p = put(p, tableOffset, 8);
+        advance(p);
+        out_.resize(used_);
+        return std::move(out_);
     }
 
-    struct Object {
-        const Value* value;          // null for a dictionary key or an assembled top dictionary
-        std::string_view key;        // the key text of a dictionary key
-        std::uint32_t firstChild;    // into children_, for containers
-        std::uint32_t topCount = 0;  // entries of an assembled top dictionary
-    };
-
-    std::uint32_t addScalar(std::unordered_map<std::uint64_t, std::uint32_t>& seen, std::uint64_t bits,
-                            const Value* v) {
-        auto [it, inserted] = seen.try_emplace(bits, static_cast<std::uint32_t>(objects_.size()));
-        if (inserted) objects_.push_back({v, {}, 0});
-        return it->second;
+    std::uint32_t add(const void* ptr, std::uint32_t info) {
+        objects_.push_back({ptr, 0, info});
+        return static_cast<std::uint32_t>(objects_.size() - 1);
     }
 
-    std::uint32_t addString(std::string_view s, const Value* v) {
+    std::uint32_t addScalar(std::uint8_t type, std::uint64_t bits, const Value* v) {
+        bool inserted = false;
+        std::uint32_t index =
+            scalars_.findOrInsert(type, bits, static_cast<std::uint32_t>(objects_.size()), inserted);
+        if (inserted) add(v, kValue);
+        return index;
+    }
+
+    std::uint32_t addString(std::string_view s, const void* ptr, std::uint32_t kind) {
         auto [it, inserted] = strings_.try_emplace(s, static_cast<std::uint32_t>(objects_.size()));
-        if (inserted) objects_.push_back({v, s, 0});
+        if (inserted) add(ptr, kind);
         return it->second;
     }
 
     std::uint32_t flatten(const Value& v) {
         switch (v.type()) {
             case Value::Type::Bool:
-                return addScalar(bools_, v.boolean() ? 1 : 0, &v);
+                return addScalar(0, v.boolean() ? 1 : 0, &v);
             case Value::Type::Integer:
-                return addScalar(integers_, static_cast<std::uint64_t>(v.integer()), &v);
+                return addScalar(1, static_cast<std::uint64_t>(v.integer()), &v);
             case Value::Type::Real:
-                return addScalar(reals_, std::bit_cast<std::uint64_t>(v.real()), &v);
-            case Value::Type::Date:
-                return addScalar(dates_, std::bit_cast<std::uint64_t>(v.date().seconds), &v);
+                return addScalar(2, std::bit_cast<std::uint64_t>(v.real()), &v);
             case Value::Type::Uid:
-                return addScalar(uids_, v.uidValue(), &v);
+                return addScalar(3, v.uidValue(), &v);
+            case Value::Type::Date:
+                return add(&v, kValue);  // dates rarely repeat: not worth sharing
             case Value::Type::String:
-                return addString(v.string(), &v);
+                return addString(v.string(), &v, kValue);
             case Value::Type::Data: {
                 const Data& d = v.data();
                 std::string_view bytes(reinterpret_cast<const char*>(d.data()), d.size());
                 auto [it, inserted] = datas_.try_emplace(bytes, static_cast<std::uint32_t>(objects_.size()));
-                if (inserted) objects_.push_back({&v, {}, 0});
+                if (inserted) add(&v, kValue);
                 return it->second;
             }
             case Value::Type::Array: {
-                auto index = static_cast<std::uint32_t>(objects_.size());
-                objects_.push_back({&v, {}, 0});
+                std::uint32_t index = add(&v, kValue);
                 std::size_t n = v.array().size();
                 auto first = static_cast<std::uint32_t>(children_.size());
                 children_.resize(children_.size() + n);
                 for (std::size_t i = 0; i < n; ++i)
                     children_[first + i] = flatten(v.array()[i]);
-                objects_[index].firstChild = first;
+                objects_[index].child = first;
                 return index;
             }
             case Value::Type::Dictionary: {
-                auto index = static_cast<std::uint32_t>(objects_.size());
-                objects_.push_back({&v, {}, 0});
+                std::uint32_t index = add(&v, kValue);
                 const auto& d = v.dictionary();
                 std::size_t n = d.size();
                 auto first = static_cast<std::uint32_t>(children_.size());
                 children_.resize(children_.size() + 2 * n);
                 for (std::size_t i = 0; i < n; ++i)
-                    children_[first + i] = addString(d[i].key, nullptr);
+                    children_[first + i] = addString(d[i].key, &d[i].key, kStringKey);
                 for (std::size_t i = 0; i < n; ++i)
                     children_[first + n + i] = flatten(d[i].value);
-                objects_[index].firstChild = first;
+                objects_[index].child = first;
                 return index;
             }
         }
         return 0;
     }
 
-    static void writeMarker(std::string& out, std::uint8_t high, std::uint64_t count) {
-        if (count < 15) {
-            out += static_cast<char>((high << 4) | count);
-        } else {
-            out += static_cast<char>((high << 4) | 0x0F);
-            writeInteger(out, static_cast<std::int64_t>(count));
-        }
-    }
-
-    static void writeInteger(std::string& out, std::int64_t i) {
-        if (i < 0) {
-            out += '\x13';
-            putBigEndian(out, static_cast<std::uint64_t>(i), 8);
-            return;
-        }
-        auto u = static_cast<std::uint64_t>(i);
-        unsigned n = bytesFor(u);
-        out += static_cast<char>(0x10 | std::countr_zero(n));
-        putBigEndian(out, u, n);
-    }
-
-    static void writeText(std::string& out, std::string_view s) {
+    void writeText(std::string_view s) {
         if (isAscii(s)) {
-            writeMarker(out, 0x5, s.size());
-            out.append(s);
+            char* p = putMarker(room(s.size() + 16), 0x5, s.size());
+            std::memcpy(p, s.data(), s.size());
+            advance(p + s.size());
             return;
         }
         std::u16string wide = utf8ToUtf16(s);
-        writeMarker(out, 0x6, wide.size());
+        char* p = putMarker(room(2 * wide.size() + 16), 0x6, wide.size());
         for (char16_t c : wide)
-            putBigEndian(out, c, 2);
+            p = put(p, c, 2);
+        advance(p);
     }
 
-    void writeRefs(std::string& out, std::uint32_t first, std::size_t n) {
-        for (std::size_t i = 0; i < n; ++i)
-            putBigEndian(out, children_[first + i], refSize_);
+    void writeContainer(std::uint8_t high, std::uint32_t first, std::size_t count, std::size_t refs) {
+        char* p = putMarker(room(refs * refSize_ + 16), high, count);
+        for (std::size_t i = 0; i < refs; ++i)
+            p = put(p, children_[first + i], refSize_);
+        advance(p);
     }
 
-    void writeObject(std::string& out, const Object& o) {
-        if (!o.value && o.topCount > 0) {
-            writeMarker(out, 0xD, o.topCount);
-            writeRefs(out, o.firstChild, 2 * o.topCount);
-            return;
+    void writeObject(const Object& o) {
+        switch (o.info & kKindMask) {
+            case kStringKey:
+                return writeText(static_cast<const Key*>(o.ptr)->view());
+            case kViewKey:
+                return writeText(*static_cast<const std::string_view*>(o.ptr));
+            case kTop: {
+                std::size_t n = o.info & ~kKindMask;
+                return writeContainer(0xD, o.child, n, 2 * n);
+            }
+            default:
+                break;
         }
-        if (!o.value) {
-            writeText(out, o.key);
-            return;
-        }
-        const Value& v = *o.value;
+        const Value& v = *static_cast<const Value*>(o.ptr);
+        char* p = room(24);
         switch (v.type()) {
             case Value::Type::Bool:
-                out += v.boolean() ? '\x09' : '\x08';
+                *p++ = v.boolean() ? '\x09' : '\x08';
                 break;
             case Value::Type::Integer:
-                writeInteger(out, v.integer());
+                p = putInteger(p, v.integer());
                 break;
             case Value::Type::Real:
-                out += '\x23';
-                putBigEndian(out, std::bit_cast<std::uint64_t>(v.real()), 8);
+                *p++ = '\x23';
+                p = put(p, std::bit_cast<std::uint64_t>(v.real()), 8);
                 break;
             case Value::Type::Date:
-                out += '\x33';
-                putBigEndian(out, std::bit_cast<std::uint64_t>(v.date().seconds), 8);
+                *p++ = '\x33';
+                p = put(p, std::bit_cast<std::uint64_t>(v.date().seconds), 8);
                 break;
             case Value::Type::Uid: {
                 std::uint64_t id = v.uidValue();
                 unsigned n = bytesFor(id);
-                out += static_cast<char>(0x80 | (n - 1));
-                putBigEndian(out, id, n);
+                *p++ = static_cast<char>(0x80 | (n - 1));
+                p = put(p, id, n);
                 break;
             }
             case Value::Type::String:
-                writeText(out, v.string());
+                return writeText(v.string());
+            case Value::Type::Data: {
+                const Data& d = v.data();
+                p = putMarker(room(d.size() + 16), 0x4, d.size());
+                std::memcpy(p, d.data(), d.size());
+                p += d.size();
                 break;
-            case Value::Type::Data:
-                writeMarker(out, 0x4, v.data().size());
-                out.append(reinterpret_cast<const char*>(v.data().data()), v.data().size());
-                break;
+            }
             case Value::Type::Array:
-                writeMarker(out, 0xA, v.array().size());
-                writeRefs(out, o.firstChild, v.array().size());
-                break;
+                return writeContainer(0xA, o.child, v.array().size(), v.array().size());
             case Value::Type::Dictionary:
-                writeMarker(out, 0xD, v.dictionary().size());
-                writeRefs(out, o.firstChild, 2 * v.dictionary().size());
-                break;
+                return writeContainer(0xD, o.child, v.dictionary().size(), 2 * v.dictionary().size());
         }
+        advance(p);
     }
 
     std::vector<Object> objects_;
     std::vector<std::uint32_t> children_;
-    std::unordered_map<std::uint64_t, std::uint32_t> bools_, integers_, reals_, dates_, uids_;
+    ScalarIndex scalars_;
     std::unordered_map<std::string_view, std::uint32_t> strings_, datas_;
     unsigned refSize_ = 1;
+    std::string out_;
+    std::size_t used_ = 0;
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 //   integer 42    real 42.0 or 0.1    boolean true/false    date @415696502.5    data <0a1b>
 #pragma once
 
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -19,6 +20,11 @@ std::string description(const Value& value);
 // Appends the description to out; top-level dictionary keys listed in skip are left out.
 void appendDescription(std::string& out, const Value& value,
                        std::initializer_list<std::string_view> skip = {});
+
+// Streams the description in pieces of a few kilobytes to consume (so that a digest of a large
+// document needs no copy of its whole text).
+void streamDescription(const Value& value, std::initializer_list<std::string_view> skip,
+                       const std::function<void(std::string_view)>& consume);
 
 // The shortest decimal text that reads back to exactly d ("1.0" style for whole numbers when
 // markWhole is set, so that reals stay apart from integers).

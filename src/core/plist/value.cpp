@@ -205,7 +205,7 @@ Value& Value::set(std::string_view key, Value value) {
         it->value = std::move(value);
         return it->value;
     }
-    return d.insert(it, Entry{std::string(key), std::move(value)})->value;
+    return d.insert(it, Entry{Key(key), std::move(value)})->value;
 }
 
 bool Value::erase(std::string_view key) {

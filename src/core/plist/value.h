@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "plist/key.h"
+
 namespace numbrel {
 
 // An absolute instant: seconds since 2001-01-01T00:00:00Z, the property-list epoch.
@@ -124,7 +126,7 @@ class Value {
 };
 
 struct Value::Entry {
-    std::string key;
+    Key key;
     Value value;
     friend bool operator==(const Entry&, const Entry&) = default;
 };

@@ -9,12 +9,12 @@
 namespace numbrel {
 
 std::string MD5StringOfSettings(const Value& document) {
-    std::string text;
-    text.reserve(1 << 16);
-    appendDescription(text, document,
+    Md5 md5;
+    streamDescription(document,
                       {"autobackup", "filename", "graph", "icloud", "meter", "new", "next", "period", "range",
-                       "review", "root", "tips", "tour", "version"});
-    return MD5StringOfString(text);
+                       "review", "root", "tips", "tour", "version"},
+                      [&](std::string_view piece) { md5.add(piece); });
+    return md5.hex();
 }
 
 NumbrelAppDelegate::NumbrelAppDelegate(Environment env, PreferencesStore& store)

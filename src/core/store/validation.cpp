@@ -64,9 +64,10 @@ void repairMeter(Value& meter, const Environment& env) {
     // Readers multiply every usage by the factor: a missing one means no conversion.
     setIfMissing(meter, "factor", 1.0);
 
-    // Readers index readings and tariffs freely: give them the shapes they rely on.
-    Array& readings = ensureArray(meter, "readings");
-    std::erase_if(readings, [](const Value& r) { return !r.isDictionary(); });
+    // Readers rely on "readings" being there; one of another type is left as it is (readers treat
+    // it as no readings) rather than thrown away. Tariffs are rebuilt to the three records every
+    // reader indexes.
+    if (!meter.contains("readings")) meter.set("readings", Value::emptyArray());
     Array& tariffs = ensureArray(meter, "tariffs");
     while (tariffs.size() < 3)
         tariffs.push_back(legacyTariff());

@@ -41,9 +41,9 @@ TEST(Value, DictionaryKeepsKeysSortedAndUnique) {
     d.set("meter", 3);
     d.set("at", 4);
     ASSERT_EQ(d.size(), 3u);
-    EXPECT_EQ(d.dictionary()[0].key, "at");
-    EXPECT_EQ(d.dictionary()[1].key, "meter");
-    EXPECT_EQ(d.dictionary()[2].key, "zero");
+    EXPECT_EQ(d.dictionary()[0].key.view(), "at");
+    EXPECT_EQ(d.dictionary()[1].key.view(), "meter");
+    EXPECT_EQ(d.dictionary()[2].key.view(), "zero");
     EXPECT_EQ(integerOf(d, "at"), 4);
     EXPECT_TRUE(d.erase("meter"));
     EXPECT_FALSE(d.erase("meter"));
