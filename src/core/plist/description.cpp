@@ -3,117 +3,69 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 
 namespace numbrel {
 
 namespace {
 
 constexpr std::size_t kChunk = 1 << 16;
+constexpr char kHex[] = "0123456789abcdef";
 
-void appendDouble(std::string& out, double d, bool markWhole) {
-    char buf[32];
-    // Whole numbers of moderate size (most readings and dates) take the integer path: same text as
-    // the shortest form, at a fraction of the cost.
-    if (d >= -9007199254740992.0 && d <= 9007199254740992.0 && d == std::trunc(d) &&
-        !(d == 0 && std::signbit(d))) {
-        auto [end, ec] = std::to_chars(buf, buf + sizeof buf, static_cast<long long>(d));
-        out.append(buf, end);
-        if (markWhole) out.append(".0");
-        return;
-    }
-    auto [end, ec] = std::to_chars(buf, buf + sizeof buf, d);
-    std::string_view text(buf, ec == std::errc() ? end - buf : 0);
-    out.append(text);
-    if (markWhole && std::isfinite(d) && text.find_first_of(".e") == std::string_view::npos) out.append(".0");
-}
-
-void appendQuoted(std::string& out, std::string_view s) {
-    static constexpr char kHex[] = "0123456789abcdef";
-    out += '"';
-    std::size_t run = 0;  // start of the stretch that needs no escaping
-    for (std::size_t i = 0; i < s.size(); ++i) {
-        auto c = static_cast<unsigned char>(s[i]);
-        if (c >= 0x20 && c != '"' && c != '\\') continue;
-        out.append(s.substr(run, i - run));
-        run = i + 1;
-        switch (c) {
-            case '"':
-                out.append("\\\"");
-                break;
-            case '\\':
-                out.append("\\\\");
-                break;
-            case '\n':
-                out.append("\\n");
-                break;
-            case '\r':
-                out.append("\\r");
-                break;
-            case '\t':
-                out.append("\\t");
-                break;
-            default:
-                out.append("\\u00");
-                out += kHex[c >> 4];
-                out += kHex[c & 0xF];
-        }
-    }
-    out.append(s.substr(run));
-    out += '"';
-}
-
+// Writes the description into a byte buffer through a cursor; room is made once per token rather
+// than per character. With a consumer, the text is handed over in chunks as it grows.
 class Describer {
   public:
     Describer(std::string& out, const std::function<void(std::string_view)>* consume)
-        : out_(out), consume_(consume) {}
+        : out_(out), consume_(consume), used_(out.size()) {}
 
     void value(const Value& v) {
         switch (v.type()) {
             case Value::Type::Bool:
-                out_.append(v.boolean() ? "true" : "false");
+                v.boolean() ? literal("true") : literal("false");
                 break;
             case Value::Type::Integer: {
-                char buf[24];
-                auto [end, ec] = std::to_chars(buf, buf + sizeof buf, v.integer());
-                out_.append(buf, end);
+                char* p = room(24);
+                used_ = static_cast<std::size_t>(std::to_chars(p, p + 24, v.integer()).ptr - out_.data());
                 break;
             }
             case Value::Type::Real:
-                appendDouble(out_, v.real(), true);
+                number(v.real(), true);
                 break;
             case Value::Type::Date:
-                out_ += '@';
-                appendDouble(out_, v.date().seconds, false);
+                ch('@');
+                number(v.date().seconds, false);
                 break;
             case Value::Type::Uid: {
-                out_.append("<uid ");
-                char buf[24];
-                auto [end, ec] = std::to_chars(buf, buf + sizeof buf, v.uidValue());
-                out_.append(buf, end);
-                out_ += '>';
+                literal("<uid ");
+                char* p = room(24);
+                used_ = static_cast<std::size_t>(std::to_chars(p, p + 24, v.uidValue()).ptr - out_.data());
+                ch('>');
                 break;
             }
             case Value::Type::String:
-                appendQuoted(out_, v.string());
+                quoted(v.string());
                 break;
             case Value::Type::Data: {
-                static constexpr char kHex[] = "0123456789abcdef";
-                out_ += '<';
-                for (std::uint8_t b : v.data()) {
-                    out_ += kHex[b >> 4];
-                    out_ += kHex[b & 0xF];
+                const Data& d = v.data();
+                char* p = room(2 * d.size() + 2);
+                *p++ = '<';
+                for (std::uint8_t b : d) {
+                    *p++ = kHex[b >> 4];
+                    *p++ = kHex[b & 0xF];
                 }
-                out_ += '>';
+                *p++ = '>';
+                used_ = static_cast<std::size_t>(p - out_.data());
                 break;
             }
             case Value::Type::Array:
-                out_ += '(';
+                ch('(');
                 for (std::size_t i = 0; i < v.array().size(); ++i) {
-                    if (i) out_ += ',';
+                    if (i) ch(',');
                     value(v.array()[i]);
                     spill();
                 }
-                out_ += ')';
+                ch(')');
                 break;
             case Value::Type::Dictionary:
                 dictionary(v, {});
@@ -122,33 +74,100 @@ class Describer {
     }
 
     void dictionary(const Value& v, std::initializer_list<std::string_view> skip) {
-        out_ += '{';
+        ch('{');
         for (const auto& e : v.dictionary()) {
-            if (skip.size() && std::find(skip.begin(), skip.end(), std::string_view(e.key)) != skip.end())
-                continue;
-            appendQuoted(out_, e.key);
-            out_ += '=';
+            if (skip.size() && std::find(skip.begin(), skip.end(), e.key.view()) != skip.end()) continue;
+            quoted(e.key.view());
+            ch('=');
             value(e.value);
-            out_ += ';';
+            ch(';');
             spill();
         }
-        out_ += '}';
+        ch('}');
     }
 
+    // Settles the output: with a consumer, hands over the rest; otherwise trims the buffer.
     void finish() {
+        out_.resize(used_);
         if (consume_ && !out_.empty()) (*consume_)(out_);
     }
 
   private:
+    char* room(std::size_t bytes) {
+        if (used_ + bytes > out_.size()) out_.resize(std::max(2 * out_.size(), used_ + bytes + 256));
+        return out_.data() + used_;
+    }
+    void ch(char c) { *room(1) = c, ++used_; }
+    void literal(std::string_view text) {
+        std::memcpy(room(text.size()), text.data(), text.size());
+        used_ += text.size();
+    }
+
+    void number(double d, bool markWhole) {
+        char* p = room(40);
+        char* end;
+        // Whole numbers of moderate size (most readings and dates) take the integer path: the same
+        // text as the shortest form, at a fraction of the cost.
+        if (d >= -9007199254740992.0 && d <= 9007199254740992.0 && d == std::trunc(d) &&
+            !(d == 0 && std::signbit(d))) {
+            end = std::to_chars(p, p + 24, static_cast<long long>(d)).ptr;
+            if (markWhole) *end++ = '.', *end++ = '0';
+        } else {
+            auto [e, ec] = std::to_chars(p, p + 32, d);
+            end = ec == std::errc() ? e : p;
+            if (markWhole && std::isfinite(d) &&
+                std::string_view(p, end - p).find_first_of(".e") == std::string_view::npos)
+                *end++ = '.', *end++ = '0';
+        }
+        used_ = static_cast<std::size_t>(end - out_.data());
+    }
+
+    void quoted(std::string_view s) {
+        char* p = room(6 * s.size() + 2);  // the worst case: every byte escaped as \u00XX
+        *p++ = '"';
+        for (char c : s) {
+            auto u = static_cast<unsigned char>(c);
+            if (u >= 0x20 && c != '"' && c != '\\') {
+                *p++ = c;
+                continue;
+            }
+            *p++ = '\\';
+            switch (c) {
+                case '"':
+                    *p++ = '"';
+                    break;
+                case '\\':
+                    *p++ = '\\';
+                    break;
+                case '\n':
+                    *p++ = 'n';
+                    break;
+                case '\r':
+                    *p++ = 'r';
+                    break;
+                case '\t':
+                    *p++ = 't';
+                    break;
+                default:
+                    *p++ = 'u', *p++ = '0', *p++ = '0';
+                    *p++ = kHex[u >> 4];
+                    *p++ = kHex[u & 0xF];
+            }
+        }
+        *p++ = '"';
+        used_ = static_cast<std::size_t>(p - out_.data());
+    }
+
     void spill() {
-        if (consume_ && out_.size() >= kChunk) {
-            (*consume_)(out_);
-            out_.clear();
+        if (consume_ && used_ >= kChunk) {
+            (*consume_)(std::string_view(out_.data(), used_));
+            used_ = 0;
         }
     }
 
     std::string& out_;
     const std::function<void(std::string_view)>* consume_;
+    std::size_t used_;
 };
 
 }  // namespace
@@ -166,12 +185,14 @@ void appendDescription(std::string& out, const Value& value, std::initializer_li
     } else {
         d.value(value);
     }
+    d.finish();
 }
 
 void streamDescription(const Value& value, std::initializer_list<std::string_view> skip,
                        const std::function<void(std::string_view)>& consume) {
     std::string buffer;
-    buffer.reserve(kChunk + 1024);
+    buffer.resize(kChunk + 4096);
+    buffer.clear();
     Describer d(buffer, &consume);
     if (value.isDictionary()) {
         d.dictionary(value, skip);
@@ -183,8 +204,10 @@ void streamDescription(const Value& value, std::initializer_list<std::string_vie
 
 std::string shortestDouble(double d, bool markWhole) {
     std::string out;
-    appendDouble(out, d, markWhole);
-    return out;
+    Describer describer(out, nullptr);
+    describer.value(markWhole ? Value(d) : Value(Date{d}));
+    describer.finish();
+    return markWhole ? out : out.substr(1);  // a date's text is the number after '@'
 }
 
 }  // namespace numbrel
