@@ -35,7 +35,7 @@ struct GlobalOptions {
 };
 
 class Context {
-  public:
+public:
     Context(GlobalOptions options, std::ostream& out, std::ostream& err);
 
     // Loads the store and runs start-up; alerts start-up would show go to stderr.
@@ -57,7 +57,7 @@ class Context {
     // A METER argument: a 0-based index or an exact meter name.
     std::size_t meterIndex(const std::string& argument);
 
-  private:
+private:
     GlobalOptions options_;
     std::ostream& out_;
     std::ostream& err_;
@@ -69,12 +69,12 @@ class Context {
 
 // Arguments of one command after its name, with simple flag parsing.
 class Args {
-  public:
+public:
     explicit Args(std::vector<std::string> args) : args_(std::move(args)) {}
     bool flag(const std::string& name);                          // removes --name when present
     std::optional<std::string> option(const std::string& name);  // removes --name VALUE
     std::vector<std::string> positionals();                      // the rest; unknown --flags are an error
-  private:
+private:
     std::vector<std::string> args_;
 };
 

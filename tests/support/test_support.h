@@ -17,7 +17,7 @@ Date at(const std::string& iso8601);  // parses or fails the test
 
 // A fresh folder under the system temp dir, removed when the object goes.
 class TempDir {
-  public:
+public:
     TempDir();
     ~TempDir();
     TempDir(const TempDir&) = delete;
@@ -25,7 +25,7 @@ class TempDir {
     const std::filesystem::path& path() const { return path_; }
     std::string file(const std::string& name) const { return (path_ / name).string(); }
 
-  private:
+private:
     std::filesystem::path path_;
 };
 

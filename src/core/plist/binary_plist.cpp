@@ -28,7 +28,7 @@ double doubleFromBits(std::uint64_t bits) {
 }
 
 class Reader {
-  public:
+public:
     explicit Reader(std::string_view bytes)
         : data_(reinterpret_cast<const std::uint8_t*>(bytes.data())), size_(bytes.size()) {}
 
@@ -65,7 +65,7 @@ class Reader {
         return result;
     }
 
-  private:
+private:
     PlistResult fail(std::string message) {
         PlistResult r;
         r.error = std::move(message);
@@ -317,7 +317,7 @@ unsigned bytesFor(std::uint64_t v) {
 // An open-addressing map from 64-bit keys to object indexes, for sharing equal scalars: far
 // smaller and faster than a node-based map for the hundred thousand numbers of a large document.
 class ScalarIndex {
-  public:
+public:
     // The index stored for key, or inserts candidate and returns it.
     std::uint32_t findOrInsert(std::uint8_t type, std::uint64_t key, std::uint32_t candidate,
                                bool& inserted) {
@@ -338,7 +338,7 @@ class ScalarIndex {
         }
     }
 
-  private:
+private:
     static constexpr std::uint32_t kEmpty = 0xFFFFFFFF;
     struct Slot {
         std::uint64_t key = 0;
@@ -365,7 +365,7 @@ class ScalarIndex {
 };
 
 class Writer {
-  public:
+public:
     std::string run(const Value& top) {
         reserveFor(top, 1);
         flatten(top);
@@ -391,7 +391,7 @@ class Writer {
         return finish();
     }
 
-  private:
+private:
     // Upper bounds of the objects and references a value needs, so that the tables are allocated
     // once at their final size (a large document would otherwise hold two copies while growing).
     static void count(const Value& v, std::size_t& nodes, std::size_t& refs) {

@@ -15,7 +15,7 @@ constexpr char kHex[] = "0123456789abcdef";
 // Writes the description into a byte buffer through a cursor; room is made once per token rather
 // than per character. With a consumer, the text is handed over in chunks as it grows.
 class Describer {
-  public:
+public:
     Describer(std::string& out, const std::function<void(std::string_view)>* consume)
         : out_(out), consume_(consume), used_(out.size()) {}
 
@@ -92,7 +92,7 @@ class Describer {
         if (consume_ && !out_.empty()) (*consume_)(out_);
     }
 
-  private:
+private:
     char* room(std::size_t bytes) {
         if (used_ + bytes > out_.size()) out_.resize(std::max(2 * out_.size(), used_ + bytes + 256));
         return out_.data() + used_;

@@ -10,7 +10,7 @@
 namespace numbrel {
 
 class Key {
-  public:
+public:
     Key() noexcept;
     explicit Key(std::string_view text);
     Key(const Key& other);
@@ -28,7 +28,7 @@ class Key {
     friend bool operator==(const Key& a, std::string_view b) { return a.str() == b; }
     friend bool operator<(const Key& a, const Key& b) { return a.str() < b.str(); }
 
-  private:
+private:
     static constexpr std::uintptr_t kOwned = 1;
     static std::uintptr_t emptyBits() noexcept;
     void release() noexcept;

@@ -12,7 +12,7 @@ std::string MD5StringOfString(std::string_view text);
 
 // An MD5 digest fed in pieces.
 class Md5 {
-  public:
+public:
     Md5();
     ~Md5();
     Md5(const Md5&) = delete;
@@ -20,7 +20,7 @@ class Md5 {
     void add(std::string_view bytes);
     std::string hex();  // finishes the digest
 
-  private:
+private:
     struct State;
     std::unique_ptr<State> state_;
 };

@@ -28,7 +28,7 @@ using Array = std::vector<Value>;
 using Data = std::vector<std::uint8_t>;
 
 class Value {
-  public:
+public:
     enum class Type : std::uint8_t { Bool, Integer, Real, String, Date, Data, Array, Dictionary, Uid };
     struct Entry;
     using Dictionary = std::vector<Entry>;  // kept sorted by key (byte order), keys unique
@@ -106,7 +106,7 @@ class Value {
 
     friend bool operator==(const Value& a, const Value& b);
 
-  private:
+private:
     void destroy() noexcept;
     void release() noexcept {
         type_ = Type::Bool;

@@ -11,7 +11,7 @@ namespace numbrel {
 namespace {
 
 class XmlReader {
-  public:
+public:
     explicit XmlReader(std::string_view text) : s_(text) {}
 
     PlistResult run() {
@@ -24,7 +24,7 @@ class XmlReader {
         return result;
     }
 
-  private:
+private:
     static PlistResult fail(std::string message) {
         PlistResult r;
         r.error = std::move(message);

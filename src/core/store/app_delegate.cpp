@@ -20,6 +20,7 @@ std::string MD5StringOfSettings(const Value& document) {
 NumbrelAppDelegate::NumbrelAppDelegate(Environment env, PreferencesStore& store)
     : env_(std::move(env)),
       calendar_(env_),
+      formatter_(env_),
       store_(store),
       settings_(std::make_shared<Value>(newDocument())) {}
 

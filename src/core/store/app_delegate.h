@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "costs/engine.h"
+#include "costs/formatter.h"
 #include "plist/value.h"
 #include "store/calendar.h"
 #include "store/environment.h"
@@ -18,7 +20,7 @@
 namespace numbrel {
 
 class NumbrelAppDelegate {
-  public:
+public:
     // Steps of start-up and saving that belong to other parts of the system. Unset hooks do nothing.
     struct Hooks {
         std::function<void()> cancelAllNotifications;
@@ -70,15 +72,21 @@ class NumbrelAppDelegate {
     std::vector<Alert> takeAlerts();
     const PreferencesStore::LoadReport& storeReport() const { return loadReport_; }
 
+    // The usage and cost engine over the current document (valid until the document is replaced).
+    Engine engine() const { return Engine(*settings_, calendar_); }
+    // Formatting of readings, usage and costs in the device locale.
+    const Formatter& formatter() const { return formatter_; }
+
     const Environment& environment() const { return env_; }
     const Calendar& calendar() const { return calendar_; }
     PreferencesStore& store() { return store_; }
 
-  private:
+private:
     void validate(bool replaced);
 
     Environment env_;
     Calendar calendar_;
+    Formatter formatter_;
     PreferencesStore& store_;
     Hooks hooks_;
     std::shared_ptr<Value> settings_;

@@ -83,4 +83,12 @@ Date Calendar::startOfDay(Date date) const {
     return this->date(c.year, c.month, c.day);
 }
 
+Calendar::Month Calendar::monthOf(Date date) const {
+    if (date >= lastMonth_.start && date < lastMonth_.next) return lastMonth_;
+    CalendarDate c = components(date);
+    Month m{c.year, c.month, this->date(c.year, c.month, 1), this->date(c.year, c.month + 1, 1)};
+    lastMonth_ = m;
+    return m;
+}
+
 }  // namespace numbrel

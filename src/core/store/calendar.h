@@ -27,7 +27,7 @@ struct CalendarDate {
 };
 
 class Calendar {
-  public:
+public:
     explicit Calendar(const Environment& env);
     ~Calendar();
     Calendar(const Calendar&) = delete;
@@ -45,8 +45,20 @@ class Calendar {
     // Local midnight at the start of the date's day.
     Date startOfDay(Date date) const;
 
-  private:
+    // The calendar month holding an instant: its year and month and the local midnights that open
+    // it and the next one. The last month asked for is remembered, so that walking through a month
+    // costs one calendar computation.
+    struct Month {
+        int year = 0;
+        int month = 0;
+        Date start{};
+        Date next{};
+    };
+    Month monthOf(Date date) const;
+
+private:
     std::unique_ptr<icu::Calendar> cal_;  // ICU calendars are stateful; this one is private scratch
+    mutable Month lastMonth_{0, 0, Date{1.0}, Date{0.0}};  // empty: start after next
 };
 
 }  // namespace numbrel

@@ -18,7 +18,7 @@ U_NAMESPACE_END
 namespace numbrel {
 
 class Environment {
-  public:
+public:
     using Clock = std::function<Date()>;
 
     // localeId: an ICU locale name ("en_GB"); timeZoneId: an Olson zone ("Europe/London").
@@ -43,7 +43,7 @@ class Environment {
 
     void setClock(Clock clock) { clock_ = std::move(clock); }
 
-  private:
+private:
     std::unique_ptr<icu::Locale> locale_;
     std::unique_ptr<icu::TimeZone> zone_;
     Clock clock_;

@@ -15,7 +15,7 @@ namespace numbrel {
 namespace {
 
 class RealFileOps final : public FileOps {
-  public:
+public:
     int openForWrite(const std::string& path, int& fd) override {
         fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
         return fd < 0 ? errno : 0;

@@ -9,7 +9,7 @@
 namespace numbrel {
 
 class FileOps {
-  public:
+public:
     virtual ~FileOps() = default;
     // Each returns 0 on success or an errno value.
     virtual int openForWrite(const std::string& path, int& fd) = 0;  // creates or truncates, mode 0600

@@ -13,7 +13,7 @@
 namespace numbrel {
 
 class PreferencesStore {
-  public:
+public:
     explicit PreferencesStore(std::string path, FileOps& ops = FileOps::real());
 
     struct LoadReport {
@@ -48,7 +48,7 @@ class PreferencesStore {
     // Reads a property-list file in binary or XML form.
     static std::optional<Value> parse(std::string_view bytes, std::string& error);
 
-  private:
+private:
     std::string path_;
     FileOps& ops_;
     Value stored_ = Value::emptyDictionary();  // the file's entries until taken; then the kept ones

@@ -21,7 +21,7 @@ using test::writeFile;
 
 // Real file operations, with one of them made to fail.
 class FailingOps : public FileOps {
-  public:
+public:
     enum class Step { None, Open, Write, ShortWrite, Fsync, Close, Rename };
     explicit FailingOps(Step fail) : fail_(fail) {}
     void heal() { fail_ = Step::None; }
@@ -50,7 +50,7 @@ class FailingOps : public FileOps {
     int fsyncDirectory(const std::string& dir) override { return real().fsyncDirectory(dir); }
     int makeDirectories(const std::string& dir) override { return real().makeDirectories(dir); }
 
-  private:
+private:
     Step fail_;
     bool wrote_ = false;
 };

@@ -1,0 +1,334 @@
+#include "costs/engine.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+
+#include "store/calendar.h"
+
+namespace numbrel {
+
+namespace {
+
+constexpr double kSecondsPerDay = 60.0 * 60.0 * 24.0;
+constexpr int kRegisters = 3;
+constexpr int kRateSteps = 12;
+// A month walk longer than this is a broken date, not a span of readings.
+constexpr int kMaxMonths = 12 * 2000;
+
+double daysBetween(Date from, Date to) {
+    return (to.seconds - from.seconds) / kSecondsPerDay;
+}
+
+const Array* readingsOf(const Value& meter) {
+    return arrayOf(meter, "readings");
+}
+
+int count(const Array* a) {
+    return a ? static_cast<int>(a->size()) : 0;
+}
+
+Date dateOf(const Value& reading) {
+    const Value* d = reading.find("date");
+    return d && d->isDate() ? d->date() : Date{0.0};
+}
+
+// Register r (0-based) of a reading; 0 when the reading has no such value.
+double valueOf(const Value& reading, int r) {
+    const Value* values = reading.find("reading");
+    const Value* v = values ? values->at(static_cast<std::size_t>(r)) : nullptr;
+    return v ? v->toReal() : 0.0;
+}
+
+const Value* stepAt(const Value& tariff, int index) {
+    const Value* rates = tariff.find("rates");
+    return rates ? rates->at(static_cast<std::size_t>(index)) : nullptr;
+}
+
+double rateOf(const Value* step) {
+    return step ? realOf(*step, "rate") : 0.0;
+}
+
+// The registers a register argument covers: all of them for 0, else just that one (none when it is
+// beyond the meter's registers).
+struct RegisterRange {
+    int first = 0;
+    int last = -1;  // inclusive
+};
+RegisterRange registersFor(const Value& meter, int tariff) {
+    std::int64_t enabled = integerOf(meter, "enabled", 1);
+    if (enabled > kRegisters) enabled = kRegisters;  // a reading holds three registers at most
+    if (tariff == 0) return {0, static_cast<int>(enabled) - 1};
+    int r = tariff - 1;
+    return r >= 0 && r < enabled ? RegisterRange{r, r} : RegisterRange{};
+}
+
+}  // namespace
+
+double perDay(double amount, std::string_view period) {
+    if (period == "week") return amount / 7.0;
+    if (period == "month") return amount * 12.0 / 365.0;
+    if (period == "quarter") return amount * 4.0 / 365.0;
+    if (period == "year") return amount / 365.0;
+    return amount;
+}
+
+const Value* Engine::meterAt(int meter) const {
+    const Value* meters = doc_.find("settings");
+    const Value* m = meter >= 0 && meters ? meters->at(static_cast<std::size_t>(meter)) : nullptr;
+    return m && m->isDictionary() ? m : nullptr;
+}
+
+const Value* Engine::rateSet(const Value& meter, int rate) const {
+    if (rate < 0) return &meter;
+    const Value* previous = meter.find("previous");
+    const Value* set = previous ? previous->at(static_cast<std::size_t>(rate)) : nullptr;
+    return set && set->isDictionary() ? set : nullptr;
+}
+
+double Engine::days(int meter, int a, int b) const {
+    const Value* m = meterAt(meter);
+    const Array* readings = m ? readingsOf(*m) : nullptr;
+    if (count(readings) <= a || a <= b || b < 0) return 0.0;
+    return daysBetween(dateOf((*readings)[a]), dateOf((*readings)[b]));
+}
+
+double Engine::usage(int meter, int tariff, int a, int b) const {
+    const Value* m = meterAt(meter);
+    const Array* readings = m ? readingsOf(*m) : nullptr;
+    if (count(readings) <= a || a <= b || b < 0) return 0.0;
+
+    // The dial modulus is computed as an unsigned 32-bit integer on purpose: more than nine digits
+    // wrap, as they always have, and changing it would change the usage of existing documents.
+    std::int64_t digits = integerOf(*m, "digits", 5);
+    std::uint32_t modulus = 1;
+    for (std::int64_t i = 0; i < digits && i < 64; ++i)
+        modulus *= 10u;
+    const double M = modulus, H = static_cast<double>(modulus / 2);
+
+    const double D = daysBetween(dateOf((*readings)[a]), dateOf((*readings)[b]));
+    const RegisterRange regs = registersFor(*m, tariff);
+    const std::int64_t direction = integerOf(*m, "direction");
+    // A meter named exactly "Test Type 1" reads usages rather than dial values; kept for the
+    // documents that use it.
+    const bool readingsAreUsage = stringOf(*m, "name") == "Test Type 1" || direction == 2;
+    const std::int64_t minus = integerOf(*m, "minus");
+
+    double total = 0.0;
+    for (int j = b; j < a; ++j) {
+        const Value& newer = (*readings)[j];
+        const Value& older = (*readings)[j + 1];
+        if (boolOf(newer, "new")) continue;  // the meter was replaced between these two readings
+        for (int r = regs.first; r <= regs.last; ++r) {
+            double d;
+            if (readingsAreUsage) {
+                d = valueOf(newer, r);
+            } else if (direction == 1) {
+                d = valueOf(older, r) - valueOf(newer, r);
+            } else {
+                d = valueOf(newer, r) - valueOf(older, r);
+            }
+            if (direction == 0 || direction == 1) {
+                // A fall of less than half the dial stays a negative usage; a fall of more is a
+                // wrap past zero; a rise of half the dial or more counts as a fall.
+                if (d < 0) d += M;
+                if (d >= H) d -= M;
+            }
+            // "minus" only counts in the whole meter's usage; each register alone is positive.
+            if (tariff == 0 && r == minus - 1) {
+                total -= d;
+            } else {
+                total += d;
+            }
+        }
+    }
+    return D > 0 ? total * realOf(*m, "factor", 1.0) / D : 0.0;
+}
+
+double Engine::tariffCost(const Value& tariff, double u, double n, Date start, Date end) const {
+    if (boolOf(tariff, "monthly")) return monthlyCost(tariff, u, start, end);
+    const bool stepped = boolOf(tariff, "stepped");
+    double cost = 0.0;
+    for (int s = 0; s < kRateSteps; ++s) {
+        const Value* step = stepAt(tariff, s);
+        if (!step) break;
+        double units = realOf(*step, "units");
+        double rate = realOf(*step, "rate");
+        if (stepped && units > 0) {
+            double q = perDay(units, stringOf(*step, "period", "day"));
+            if (u > q) {
+                cost += n * q * rate;
+                u -= q;
+                continue;
+            }
+        }
+        cost += n * u * rate;
+        return cost;
+    }
+    // Usage beyond twelve full steps is left uncharged: deliberately, as it always has been.
+    return cost;
+}
+
+double Engine::monthlyCost(const Value& tariff, double u, Date start, Date end) const {
+    if (!std::isfinite(start.seconds) || !std::isfinite(end.seconds)) return 0.0;
+    const bool stepped = boolOf(tariff, "stepped");
+    // A stepped monthly tariff takes only the allowance from the month's own step; the two prices
+    // always come from the first two steps. Deliberate: that is how such tariffs are entered.
+    const double r0 = rateOf(stepAt(tariff, 0)), r1 = rateOf(stepAt(tariff, 1));
+    auto piece = [&](double d, int month) {
+        const Value* s = stepAt(tariff, month - 1);
+        if (!stepped) return d * u * rateOf(s);
+        double q = (s ? realOf(*s, "units") : 0.0) * 12.0 / 365.0;
+        return u > q ? d * q * r0 + d * (u - q) * r1 : d * u * r0;
+    };
+
+    const Calendar::Month last = calendar_.monthOf(end);
+    const int E = last.year * 100 + last.month;
+    Date cursor = start;
+    double sum = 0.0;
+    for (int guard = 0; guard < kMaxMonths && cursor < end; ++guard) {
+        Calendar::Month m = calendar_.monthOf(cursor);
+        if (m.year * 100 + m.month == E) break;
+        sum += piece(daysBetween(cursor, m.next), m.month);
+        cursor = m.next;
+    }
+    return sum + piece(daysBetween(cursor, end), last.month);
+}
+
+double Engine::cost(int meter, int tariff, int a, int b, int rate, Date start, Date end) const {
+    const Value* m = meterAt(meter);
+    if (!m) return 0.0;
+    const Value* S = rateSet(*m, rate);
+    if (!S) return 0.0;
+    const double N = daysBetween(start, end);
+    double cost = 0.0;
+    if (tariff == 0) cost = N * perDay(realOf(*S, "fixed"), stringOf(*S, "period", "day"));
+
+    const Value* tariffs = S->find("tariffs");
+    const RegisterRange regs = registersFor(*m, tariff);
+    for (int i = regs.first; i <= regs.last && i < kRegisters; ++i) {
+        const Value* T = tariffs ? tariffs->at(static_cast<std::size_t>(i)) : nullptr;
+        if (!T || !T->isDictionary()) continue;
+        // Each register is charged for its own usage at its own tariff, the "minus" one included.
+        double u = usage(meter, i + 1, a, b);
+        cost += tariffCost(*T, u, N, start, end);
+    }
+    if (tariff == 0) {
+        cost -= N * perDay(realOf(*S, "discount"), stringOf(*S, "period2", "day"));
+        double percent = realOf(*S, "percent");
+        if (percent > 0) cost -= cost * percent / 100.0;
+    }
+    double tax = realOf(*S, "tax");
+    if (tax > 0) cost += cost * tax / 100.0;
+    return cost;  // not clamped: a discount larger than the charges is a credit
+}
+
+int Engine::rateAt(int meter, Date t) const {
+    const Value* m = meterAt(meter);
+    const Value* previous = m ? m->find("previous") : nullptr;
+    for (int i = static_cast<int>(previous ? previous->size() : 0) - 1; i >= 0; --i) {
+        const Value* change = previous->at(static_cast<std::size_t>(i));
+        const Value* to = change ? change->find("to") : nullptr;
+        if (to && to->isDate() && to->date() > t) return i;
+    }
+    return -1;
+}
+
+// Charges [date of a, date of b] in stretches cut at the rate changes' "to" dates that lie strictly
+// inside it, oldest first, each at the rate change whose "to" ends it; the last stretch at the rates
+// in force at its start.
+template <typename Charge>
+static double overRateChanges(const Engine& engine, const Value& meter, int meterIndex, Date start, Date end,
+                              Charge charge) {
+    const Value* previous = meter.find("previous");
+    Date cursor = start;
+    double sum = 0.0;
+    for (int i = static_cast<int>(previous ? previous->size() : 0) - 1; i >= 0; --i) {
+        const Value* change = previous->at(static_cast<std::size_t>(i));
+        const Value* to = change ? change->find("to") : nullptr;
+        if (!to || !to->isDate() || !(to->date() > start && to->date() < end)) continue;
+        sum += charge(i, cursor, to->date());
+        cursor = to->date();
+    }
+    return sum + charge(engine.rateAt(meterIndex, cursor), cursor, end);
+}
+
+double Engine::pairCost(const Value& meter, int meterIndex, int tariff, int a, int b) const {
+    const Array* readings = readingsOf(meter);
+    Date start = dateOf((*readings)[a]), end = dateOf((*readings)[b]);
+    double D = daysBetween(start, end);
+    if (D <= 0) return 0.0;
+    double sum = overRateChanges(*this, meter, meterIndex, start, end, [&](int rate, Date from, Date to) {
+        return cost(meterIndex, tariff, a, b, rate, from, to);
+    });
+    return sum / D;
+}
+
+double Engine::cost(int meter, int tariff, int a, int b) const {
+    const Value* m = meterAt(meter);
+    const Array* readings = m ? readingsOf(*m) : nullptr;
+    if (count(readings) <= a || a <= b || b < 0) return 0.0;
+    if (a == b + 1) return pairCost(*m, meter, tariff, a, b);
+    const double D = days(meter, a, b);
+    if (D <= 0) return 0.0;
+    // The day-weighted mean of the neighbouring pairs' daily costs.
+    double sum = 0.0;
+    for (int j = a; j > b; --j)
+        sum += pairCost(*m, meter, tariff, j, j - 1) * days(meter, j, j - 1);
+    return sum / D;
+}
+
+double Engine::costNow(int meter, int tariff, int a, int b) const {
+    const Value* m = meterAt(meter);
+    const Array* readings = m ? readingsOf(*m) : nullptr;
+    if (count(readings) <= a || a <= b || b < 0) return 0.0;
+    const double D = days(meter, a, b);
+    if (D <= 0) return 0.0;
+    return cost(meter, tariff, a, b, -1, dateOf((*readings)[a]), dateOf((*readings)[b])) / D;
+}
+
+double Engine::fixed(int meter, int rate, Date start, Date end) const {
+    const Value* m = meterAt(meter);
+    const Value* S = m ? rateSet(*m, rate) : nullptr;
+    if (!S) return 0.0;
+    double f = perDay(realOf(*S, "fixed"), stringOf(*S, "period", "day"));
+    double tax = realOf(*S, "tax");
+    if (tax > 0) f += f * tax / 100.0;
+    return daysBetween(start, end) * f;
+}
+
+double Engine::fixed(int meter, int a, int b) const {
+    const Value* m = meterAt(meter);
+    const Array* readings = m ? readingsOf(*m) : nullptr;
+    if (count(readings) <= a || a <= b || b < 0) return 0.0;
+    Date start = dateOf((*readings)[a]), end = dateOf((*readings)[b]);
+    double D = daysBetween(start, end);
+    if (D <= 0) return 0.0;
+    double sum = overRateChanges(*this, *m, meter, start, end,
+                                 [&](int rate, Date from, Date to) { return fixed(meter, rate, from, to); });
+    return sum / D;
+}
+
+int Engine::yearAgo(int meter) const {
+    const Value* m = meterAt(meter);
+    int n = count(m ? readingsOf(*m) : nullptr);
+    if (n - 1 < 1) return 0;
+    int best = n - 1;
+    double bestDays = days(meter, n - 1, 0);
+    for (int i = n - 2; i >= 1; --i) {
+        double d = days(meter, i, 0);
+        // Strictly closer only: ties keep the older reading.
+        if (std::abs(d - 365.0) < std::abs(bestDays - 365.0)) {
+            best = i;
+            bestDays = d;
+        }
+    }
+    return best;
+}
+
+bool Engine::hasCost(int meter) const {
+    const Value* m = meterAt(meter);
+    return m && stringOf(*m, "code") != "-";
+}
+
+}  // namespace numbrel
