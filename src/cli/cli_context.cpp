@@ -147,6 +147,7 @@ nlohmann::ordered_json toJson(const Value& value) {
 int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err) {
     std::vector<Command> commands;
     addStoreCommands(commands);
+    addCostCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;

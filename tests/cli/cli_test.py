@@ -91,6 +91,37 @@ class Cli(unittest.TestCase):
         self.assertEqual(result.returncode, 1)
         self.assertIn("ISO 8601", result.stderr)
 
+    def test_engine_over_a_span(self):
+        out = json.loads(self.run_cli("engine", "Electricity", "1", "0", "--json").stdout)
+        self.assertEqual(list(out), ["days", "usage", "cost", "costNow", "fixed"])
+        self.assertEqual(out["days"], 31.0)
+        self.assertAlmostEqual(out["usage"], 234.5 / 31, places=12)
+        # 100 units a month at 0.15, the rest at 0.10, 0.25 a day fixed, 5 % tax.
+        q = 100 * 12 / 365
+        self.assertAlmostEqual(out["cost"], (q * 0.15 + (234.5 / 31 - q) * 0.10 + 0.25) * 1.05, places=12)
+        self.assertAlmostEqual(out["fixed"], 0.2625, places=12)
+        # Numbers read back exactly: the JSON holds the shortest round-trip form.
+        self.assertEqual(repr(out["usage"]), repr(234.5 / 31))
+
+    def test_engine_at_one_rate_set_and_year_ago(self):
+        out = json.loads(self.run_cli("engine", "0", "1", "0", "--register", "1", "--rate", "-1", "--from",
+                                      "2026-10-20T08:00:00Z", "--to", "2026-11-20T08:00:00+00:00", "--json").stdout)
+        self.assertEqual(list(out), ["cost", "fixed"])
+        self.assertAlmostEqual(out["fixed"], 0.2625 * 31, places=9)
+        self.assertEqual(json.loads(self.run_cli("engine", "Gas", "--year-ago", "--json").stdout), {"yearAgo": 1})
+        self.run_cli("engine", "0", "1", "--json", expect=1)
+        self.run_cli("engine", "0", "1", "0", "--rate", "-1", "--json", expect=1)
+        self.run_cli("engine", "Nobody", "1", "0", "--json", expect=2)
+
+    def test_format(self):
+        self.assertEqual(self.run_cli("format", "cost", "1234.567", "--meter", "0").stdout, "£1234.57\n")
+        self.assertEqual(self.run_cli("format", "cost7", "0.123456789", "--meter", "Gas").stdout, "£0.1234568\n")
+        self.assertEqual(self.run_cli("format", "reading", "1234567", "--meter", "0").stdout, "34567.0\n")
+        self.assertEqual(self.run_cli("format", "double", "2.5", "--meter", "0", "--precision", "3").stdout,
+                         "2.500\n")
+        self.run_cli("format", "cost", "abc", "--meter", "0", expect=1)
+        self.run_cli("format", "cost", "1", "--meter", "7", expect=2)
+
     def test_help(self):
         result = subprocess.run([CLI, "--help"], capture_output=True, text=True)
         self.assertEqual(result.returncode, 0)

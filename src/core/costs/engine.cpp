@@ -10,6 +10,15 @@ namespace numbrel {
 
 namespace {
 
+namespace key {
+// The keys the engine reads, made once: lookups by them compare numbers, not texts.
+const Key code{"code"}, date{"date"}, digits{"digits"}, direction{"direction"}, discount{"discount"},
+    enabled{"enabled"}, factor{"factor"}, fixed{"fixed"}, isNew{"new"}, minus{"minus"}, monthly{"monthly"},
+    name{"name"}, percent{"percent"}, period{"period"}, period2{"period2"}, previous{"previous"},
+    rate{"rate"}, rates{"rates"}, reading{"reading"}, readings{"readings"}, settings{"settings"},
+    stepped{"stepped"}, tariffs{"tariffs"}, tax{"tax"}, to{"to"}, units{"units"};
+}  // namespace key
+
 constexpr double kSecondsPerDay = 60.0 * 60.0 * 24.0;
 constexpr int kRegisters = 3;
 constexpr int kRateSteps = 12;
@@ -21,7 +30,7 @@ double daysBetween(Date from, Date to) {
 }
 
 const Array* readingsOf(const Value& meter) {
-    return arrayOf(meter, "readings");
+    return arrayOf(meter, key::readings);
 }
 
 int count(const Array* a) {
@@ -29,24 +38,24 @@ int count(const Array* a) {
 }
 
 Date dateOf(const Value& reading) {
-    const Value* d = reading.find("date");
+    const Value* d = reading.find(key::date);
     return d && d->isDate() ? d->date() : Date{0.0};
 }
 
 // Register r (0-based) of a reading; 0 when the reading has no such value.
 double valueOf(const Value& reading, int r) {
-    const Value* values = reading.find("reading");
+    const Value* values = reading.find(key::reading);
     const Value* v = values ? values->at(static_cast<std::size_t>(r)) : nullptr;
     return v ? v->toReal() : 0.0;
 }
 
 const Value* stepAt(const Value& tariff, int index) {
-    const Value* rates = tariff.find("rates");
+    const Value* rates = tariff.find(key::rates);
     return rates ? rates->at(static_cast<std::size_t>(index)) : nullptr;
 }
 
 double rateOf(const Value* step) {
-    return step ? realOf(*step, "rate") : 0.0;
+    return step ? realOf(*step, key::rate) : 0.0;
 }
 
 // The registers a register argument covers: all of them for 0, else just that one (none when it is
@@ -55,12 +64,75 @@ struct RegisterRange {
     int first = 0;
     int last = -1;  // inclusive
 };
-RegisterRange registersFor(const Value& meter, int tariff) {
-    std::int64_t enabled = integerOf(meter, "enabled", 1);
+RegisterRange registersFor(std::int64_t enabled, int tariff) {
     if (enabled > kRegisters) enabled = kRegisters;  // a reading holds three registers at most
     if (tariff == 0) return {0, static_cast<int>(enabled) - 1};
     int r = tariff - 1;
     return r >= 0 && r < enabled ? RegisterRange{r, r} : RegisterRange{};
+}
+
+struct Dial {
+    const Array* readings;
+    double modulus, half;
+    std::int64_t direction, minus, enabled;
+    bool readingsAreUsage;
+    double factor;
+
+    explicit Dial(const Value& m)
+        : readings(readingsOf(m)),
+          direction(integerOf(m, key::direction)),
+          minus(integerOf(m, key::minus)),
+          enabled(integerOf(m, key::enabled, 1)),
+          // A meter named exactly "Test Type 1" reads usages rather than dial values; kept for the
+          // documents that use it.
+          readingsAreUsage(stringOf(m, key::name) == "Test Type 1" || direction == 2),
+          factor(realOf(m, key::factor, 1.0)) {
+        // The dial modulus is computed as an unsigned 32-bit integer on purpose: more than nine
+        // digits wrap, as they always have, and changing it would change existing documents' usage.
+        std::int64_t digits = integerOf(m, key::digits, 5);
+        std::uint32_t M = 1;
+        for (std::int64_t i = 0; i < digits && i < 64; ++i)
+            M *= 10u;
+        modulus = M;
+        half = static_cast<double>(M / 2);
+    }
+};
+
+// Billed units per day over the span (see Engine::usage).
+double usageOf(const Dial& dial, int tariff, int a, int b) {
+    const Array* readings = dial.readings;
+    if (count(readings) <= a || a <= b || b < 0) return 0.0;
+    const double D = daysBetween(dateOf((*readings)[a]), dateOf((*readings)[b]));
+    const RegisterRange regs = registersFor(dial.enabled, tariff);
+    double total = 0.0;
+    for (int j = b; j < a; ++j) {
+        const Value& newer = (*readings)[j];
+        const Value& older = (*readings)[j + 1];
+        if (boolOf(newer, key::isNew)) continue;  // the meter was replaced between these two readings
+        for (int r = regs.first; r <= regs.last; ++r) {
+            double d;
+            if (dial.readingsAreUsage) {
+                d = valueOf(newer, r);
+            } else if (dial.direction == 1) {
+                d = valueOf(older, r) - valueOf(newer, r);
+            } else {
+                d = valueOf(newer, r) - valueOf(older, r);
+            }
+            if (dial.direction == 0 || dial.direction == 1) {
+                // A fall of less than half the dial stays a negative usage; a fall of more is a
+                // wrap past zero; a rise of half the dial or more counts as a fall.
+                if (d < 0) d += dial.modulus;
+                if (d >= dial.half) d -= dial.modulus;
+            }
+            // "minus" only counts in the whole meter's usage; each register alone is positive.
+            if (tariff == 0 && r == dial.minus - 1) {
+                total -= d;
+            } else {
+                total += d;
+            }
+        }
+    }
+    return D > 0 ? total * dial.factor / D : 0.0;
 }
 
 }  // namespace
@@ -74,14 +146,14 @@ double perDay(double amount, std::string_view period) {
 }
 
 const Value* Engine::meterAt(int meter) const {
-    const Value* meters = doc_.find("settings");
+    const Value* meters = doc_.find(key::settings);
     const Value* m = meter >= 0 && meters ? meters->at(static_cast<std::size_t>(meter)) : nullptr;
     return m && m->isDictionary() ? m : nullptr;
 }
 
 const Value* Engine::rateSet(const Value& meter, int rate) const {
     if (rate < 0) return &meter;
-    const Value* previous = meter.find("previous");
+    const Value* previous = meter.find(key::previous);
     const Value* set = previous ? previous->at(static_cast<std::size_t>(rate)) : nullptr;
     return set && set->isDictionary() ? set : nullptr;
 }
@@ -95,67 +167,20 @@ double Engine::days(int meter, int a, int b) const {
 
 double Engine::usage(int meter, int tariff, int a, int b) const {
     const Value* m = meterAt(meter);
-    const Array* readings = m ? readingsOf(*m) : nullptr;
-    if (count(readings) <= a || a <= b || b < 0) return 0.0;
-
-    // The dial modulus is computed as an unsigned 32-bit integer on purpose: more than nine digits
-    // wrap, as they always have, and changing it would change the usage of existing documents.
-    std::int64_t digits = integerOf(*m, "digits", 5);
-    std::uint32_t modulus = 1;
-    for (std::int64_t i = 0; i < digits && i < 64; ++i)
-        modulus *= 10u;
-    const double M = modulus, H = static_cast<double>(modulus / 2);
-
-    const double D = daysBetween(dateOf((*readings)[a]), dateOf((*readings)[b]));
-    const RegisterRange regs = registersFor(*m, tariff);
-    const std::int64_t direction = integerOf(*m, "direction");
-    // A meter named exactly "Test Type 1" reads usages rather than dial values; kept for the
-    // documents that use it.
-    const bool readingsAreUsage = stringOf(*m, "name") == "Test Type 1" || direction == 2;
-    const std::int64_t minus = integerOf(*m, "minus");
-
-    double total = 0.0;
-    for (int j = b; j < a; ++j) {
-        const Value& newer = (*readings)[j];
-        const Value& older = (*readings)[j + 1];
-        if (boolOf(newer, "new")) continue;  // the meter was replaced between these two readings
-        for (int r = regs.first; r <= regs.last; ++r) {
-            double d;
-            if (readingsAreUsage) {
-                d = valueOf(newer, r);
-            } else if (direction == 1) {
-                d = valueOf(older, r) - valueOf(newer, r);
-            } else {
-                d = valueOf(newer, r) - valueOf(older, r);
-            }
-            if (direction == 0 || direction == 1) {
-                // A fall of less than half the dial stays a negative usage; a fall of more is a
-                // wrap past zero; a rise of half the dial or more counts as a fall.
-                if (d < 0) d += M;
-                if (d >= H) d -= M;
-            }
-            // "minus" only counts in the whole meter's usage; each register alone is positive.
-            if (tariff == 0 && r == minus - 1) {
-                total -= d;
-            } else {
-                total += d;
-            }
-        }
-    }
-    return D > 0 ? total * realOf(*m, "factor", 1.0) / D : 0.0;
+    return m ? usageOf(Dial(*m), tariff, a, b) : 0.0;
 }
 
 double Engine::tariffCost(const Value& tariff, double u, double n, Date start, Date end) const {
-    if (boolOf(tariff, "monthly")) return monthlyCost(tariff, u, start, end);
-    const bool stepped = boolOf(tariff, "stepped");
+    if (boolOf(tariff, key::monthly)) return monthlyCost(tariff, u, start, end);
+    const bool stepped = boolOf(tariff, key::stepped);
     double cost = 0.0;
     for (int s = 0; s < kRateSteps; ++s) {
         const Value* step = stepAt(tariff, s);
         if (!step) break;
-        double units = realOf(*step, "units");
-        double rate = realOf(*step, "rate");
+        double units = realOf(*step, key::units);
+        double rate = realOf(*step, key::rate);
         if (stepped && units > 0) {
-            double q = perDay(units, stringOf(*step, "period", "day"));
+            double q = perDay(units, stringOf(*step, key::period, "day"));
             if (u > q) {
                 cost += n * q * rate;
                 u -= q;
@@ -171,14 +196,14 @@ double Engine::tariffCost(const Value& tariff, double u, double n, Date start, D
 
 double Engine::monthlyCost(const Value& tariff, double u, Date start, Date end) const {
     if (!std::isfinite(start.seconds) || !std::isfinite(end.seconds)) return 0.0;
-    const bool stepped = boolOf(tariff, "stepped");
+    const bool stepped = boolOf(tariff, key::stepped);
     // A stepped monthly tariff takes only the allowance from the month's own step; the two prices
     // always come from the first two steps. Deliberate: that is how such tariffs are entered.
     const double r0 = rateOf(stepAt(tariff, 0)), r1 = rateOf(stepAt(tariff, 1));
     auto piece = [&](double d, int month) {
         const Value* s = stepAt(tariff, month - 1);
         if (!stepped) return d * u * rateOf(s);
-        double q = (s ? realOf(*s, "units") : 0.0) * 12.0 / 365.0;
+        double q = (s ? realOf(*s, key::units) : 0.0) * 12.0 / 365.0;
         return u > q ? d * q * r0 + d * (u - q) * r1 : d * u * r0;
     };
 
@@ -202,33 +227,34 @@ double Engine::cost(int meter, int tariff, int a, int b, int rate, Date start, D
     if (!S) return 0.0;
     const double N = daysBetween(start, end);
     double cost = 0.0;
-    if (tariff == 0) cost = N * perDay(realOf(*S, "fixed"), stringOf(*S, "period", "day"));
+    if (tariff == 0) cost = N * perDay(realOf(*S, key::fixed), stringOf(*S, key::period, "day"));
 
-    const Value* tariffs = S->find("tariffs");
-    const RegisterRange regs = registersFor(*m, tariff);
+    const Value* tariffs = S->find(key::tariffs);
+    const Dial dial(*m);
+    const RegisterRange regs = registersFor(dial.enabled, tariff);
     for (int i = regs.first; i <= regs.last && i < kRegisters; ++i) {
         const Value* T = tariffs ? tariffs->at(static_cast<std::size_t>(i)) : nullptr;
         if (!T || !T->isDictionary()) continue;
         // Each register is charged for its own usage at its own tariff, the "minus" one included.
-        double u = usage(meter, i + 1, a, b);
+        double u = usageOf(dial, i + 1, a, b);
         cost += tariffCost(*T, u, N, start, end);
     }
     if (tariff == 0) {
-        cost -= N * perDay(realOf(*S, "discount"), stringOf(*S, "period2", "day"));
-        double percent = realOf(*S, "percent");
+        cost -= N * perDay(realOf(*S, key::discount), stringOf(*S, key::period2, "day"));
+        double percent = realOf(*S, key::percent);
         if (percent > 0) cost -= cost * percent / 100.0;
     }
-    double tax = realOf(*S, "tax");
+    double tax = realOf(*S, key::tax);
     if (tax > 0) cost += cost * tax / 100.0;
     return cost;  // not clamped: a discount larger than the charges is a credit
 }
 
 int Engine::rateAt(int meter, Date t) const {
     const Value* m = meterAt(meter);
-    const Value* previous = m ? m->find("previous") : nullptr;
+    const Value* previous = m ? m->find(key::previous) : nullptr;
     for (int i = static_cast<int>(previous ? previous->size() : 0) - 1; i >= 0; --i) {
         const Value* change = previous->at(static_cast<std::size_t>(i));
-        const Value* to = change ? change->find("to") : nullptr;
+        const Value* to = change ? change->find(key::to) : nullptr;
         if (to && to->isDate() && to->date() > t) return i;
     }
     return -1;
@@ -240,12 +266,12 @@ int Engine::rateAt(int meter, Date t) const {
 template <typename Charge>
 static double overRateChanges(const Engine& engine, const Value& meter, int meterIndex, Date start, Date end,
                               Charge charge) {
-    const Value* previous = meter.find("previous");
+    const Value* previous = meter.find(key::previous);
     Date cursor = start;
     double sum = 0.0;
     for (int i = static_cast<int>(previous ? previous->size() : 0) - 1; i >= 0; --i) {
         const Value* change = previous->at(static_cast<std::size_t>(i));
-        const Value* to = change ? change->find("to") : nullptr;
+        const Value* to = change ? change->find(key::to) : nullptr;
         if (!to || !to->isDate() || !(to->date() > start && to->date() < end)) continue;
         sum += charge(i, cursor, to->date());
         cursor = to->date();
@@ -291,8 +317,8 @@ double Engine::fixed(int meter, int rate, Date start, Date end) const {
     const Value* m = meterAt(meter);
     const Value* S = m ? rateSet(*m, rate) : nullptr;
     if (!S) return 0.0;
-    double f = perDay(realOf(*S, "fixed"), stringOf(*S, "period", "day"));
-    double tax = realOf(*S, "tax");
+    double f = perDay(realOf(*S, key::fixed), stringOf(*S, key::period, "day"));
+    double tax = realOf(*S, key::tax);
     if (tax > 0) f += f * tax / 100.0;
     return daysBetween(start, end) * f;
 }
@@ -328,7 +354,7 @@ int Engine::yearAgo(int meter) const {
 
 bool Engine::hasCost(int meter) const {
     const Value* m = meterAt(meter);
-    return m && stringOf(*m, "code") != "-";
+    return m && stringOf(*m, key::code) != "-";
 }
 
 }  // namespace numbrel

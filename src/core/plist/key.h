@@ -23,6 +23,9 @@ public:
     std::string_view view() const { return str(); }
     operator std::string_view() const { return str(); }
     bool isShared() const { return !(bits_ & kOwned); }
+    // Equal for two shared keys exactly when their texts are equal: lookups by a shared key compare
+    // this number instead of strings.
+    std::uintptr_t id() const { return bits_; }
 
     friend bool operator==(const Key& a, const Key& b) { return a.bits_ == b.bits_ || a.str() == b.str(); }
     friend bool operator==(const Key& a, std::string_view b) { return a.str() == b; }

@@ -11,7 +11,11 @@ namespace numbrel {
 namespace {
 
 bool keyLess(const Value::Entry& e, std::string_view key) {
-    return std::string_view(e.key) < key;
+    const std::string& k = e.key.str();
+    // Settle on the first byte where that is enough, before calling into memcmp.
+    if (!k.empty() && !key.empty() && k[0] != key[0])
+        return static_cast<unsigned char>(k[0]) < static_cast<unsigned char>(key[0]);
+    return std::string_view(k) < key;
 }
 
 std::string_view skipSpace(std::string_view s) {
@@ -190,8 +194,37 @@ std::string_view Value::toString(std::string_view fallback) const {
 const Value* Value::find(std::string_view key) const {
     if (type_ != Type::Dictionary) return nullptr;
     const Dictionary& d = *u_.m;
+    // Most dictionaries of a document are small (a reading, a rate step): a scan that compares
+    // lengths first beats a binary search of full string comparisons. Lookups are the engine's
+    // hottest path.
+    if (d.size() <= 8) {
+        for (const Entry& e : d) {
+            const std::string& k = e.key.str();
+            if (k.size() == key.size() &&
+                (key.empty() || (k[0] == key[0] && std::memcmp(k.data(), key.data(), key.size()) == 0)))
+                return &e.value;
+        }
+        return nullptr;
+    }
     auto it = std::lower_bound(d.begin(), d.end(), key, keyLess);
     return it != d.end() && it->key == key ? &it->value : nullptr;
+}
+
+const Value* Value::find(const Key& key) const {
+    if (!key.isShared()) return find(key.view());
+    if (type_ != Type::Dictionary) return nullptr;
+    const Dictionary& d = *u_.m;
+    if (d.size() <= 8) {
+        for (const Entry& e : d)
+            if (e.key.id() == key.id()) return &e.value;
+        return nullptr;
+    }
+    // Shared keys lie in one sorted table, so their addresses are in text order: among them the
+    // search compares addresses, and texts only against keys of their own.
+    auto it = std::lower_bound(d.begin(), d.end(), key, [](const Entry& e, const Key& k) {
+        return e.key.isShared() ? e.key.id() < k.id() : e.key.view() < k.view();
+    });
+    return it != d.end() && it->key.id() == key.id() ? &it->value : nullptr;
 }
 
 Value* Value::find(std::string_view key) {

@@ -95,6 +95,8 @@ public:
     // type find nothing).
     const Value* find(std::string_view key) const;
     Value* find(std::string_view key);
+    // The same by a Key made once (a hot path compares numbers instead of texts).
+    const Value* find(const Key& key) const;
     bool contains(std::string_view key) const { return find(key) != nullptr; }
     Value& set(std::string_view key, Value value);
     bool erase(std::string_view key);
@@ -132,28 +134,34 @@ struct Value::Entry {
 };
 
 // Lenient lookups that most readers need: a missing key or another type gives the fallback.
-inline std::int64_t integerOf(const Value& dict, std::string_view key, std::int64_t fallback = 0) {
+template <typename K>
+inline std::int64_t integerOf(const Value& dict, const K& key, std::int64_t fallback = 0) {
     const Value* v = dict.find(key);
     return v ? v->toInteger(fallback) : fallback;
 }
-inline double realOf(const Value& dict, std::string_view key, double fallback = 0.0) {
+template <typename K>
+inline double realOf(const Value& dict, const K& key, double fallback = 0.0) {
     const Value* v = dict.find(key);
     return v ? v->toReal(fallback) : fallback;
 }
-inline bool boolOf(const Value& dict, std::string_view key, bool fallback = false) {
+template <typename K>
+inline bool boolOf(const Value& dict, const K& key, bool fallback = false) {
     const Value* v = dict.find(key);
     return v ? v->toBool(fallback) : fallback;
 }
-inline std::string_view stringOf(const Value& dict, std::string_view key, std::string_view fallback = {}) {
+template <typename K>
+inline std::string_view stringOf(const Value& dict, const K& key, std::string_view fallback = {}) {
     const Value* v = dict.find(key);
     return v ? v->toString(fallback) : fallback;
 }
 // The array under key, or null when it is missing or not an array.
-inline const Array* arrayOf(const Value& dict, std::string_view key) {
+template <typename K>
+inline const Array* arrayOf(const Value& dict, const K& key) {
     const Value* v = dict.find(key);
     return v && v->isArray() ? &v->array() : nullptr;
 }
-inline Array* arrayOf(Value& dict, std::string_view key) {
+template <typename K>
+inline Array* arrayOf(Value& dict, const K& key) {
     Value* v = dict.find(key);
     return v && v->isArray() ? &v->array() : nullptr;
 }

@@ -63,6 +63,29 @@ TEST(Value, CopiesAreDeepAndMovesLeaveAHarmlessValue) {
     EXPECT_TRUE(b.isBool());  // NOLINT(bugprone-use-after-move): the moved-from state is defined
 }
 
+TEST(Value, LookupsBySharedKeysMatchLookupsByText) {
+    // More than eight keys, the system's own mixed with foreign ones, so that the search by address
+    // meets keys of both kinds.
+    Value d = Value::emptyDictionary();
+    for (const char* k :
+         {"zeta", "date", "alpha", "readings", "Mixed", "to", "units", "meter", "x1", "rate", "new", ""})
+        d.set(k, Value(std::string(k)));
+    for (const auto& e : d.dictionary()) {
+        Key key(e.key.view());
+        ASSERT_NE(d.find(key), nullptr) << e.key.view();
+        EXPECT_EQ(d.find(key)->string(), e.key.view());
+        EXPECT_EQ(d.find(key), d.find(e.key.view()));
+    }
+    for (const char* missing : {"tariffs", "aaa", "zz", "readings2"}) {
+        EXPECT_EQ(d.find(Key(missing)), nullptr) << missing;
+        EXPECT_EQ(d.find(std::string_view(missing)), nullptr) << missing;
+    }
+    EXPECT_TRUE(Key("date").isShared());
+    EXPECT_FALSE(Key("zeta").isShared());
+    Key copy = Key("zeta");
+    EXPECT_EQ(copy, Key("zeta"));
+}
+
 TEST(Value, LookupsOnOtherTypesFindNothing) {
     Value s("text");
     EXPECT_EQ(s.find("key"), nullptr);
