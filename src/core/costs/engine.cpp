@@ -42,16 +42,10 @@ Date dateOf(const Value& reading) {
     return d && d->isDate() ? d->date() : Date{0.0};
 }
 
-// Register r (0-based) of a reading; 0 when the reading has no such value.
-double valueOf(const Value& reading, int r) {
-    const Value* values = reading.find(key::reading);
+// Register r (0-based) of a reading's values; 0 when there is no such value.
+double valueAt(const Value* values, int r) {
     const Value* v = values ? values->at(static_cast<std::size_t>(r)) : nullptr;
     return v ? v->toReal() : 0.0;
-}
-
-const Value* stepAt(const Value& tariff, int index) {
-    const Value* rates = tariff.find(key::rates);
-    return rates ? rates->at(static_cast<std::size_t>(index)) : nullptr;
 }
 
 double rateOf(const Value* step) {
@@ -60,15 +54,11 @@ double rateOf(const Value* step) {
 
 // The registers a register argument covers: all of them for 0, else just that one (none when it is
 // beyond the meter's registers).
-struct RegisterRange {
-    int first = 0;
-    int last = -1;  // inclusive
-};
-RegisterRange registersFor(std::int64_t enabled, int tariff) {
+Engine::RegisterRange registersFor(std::int64_t enabled, int tariff) {
     if (enabled > kRegisters) enabled = kRegisters;  // a reading holds three registers at most
     if (tariff == 0) return {0, static_cast<int>(enabled) - 1};
     int r = tariff - 1;
-    return r >= 0 && r < enabled ? RegisterRange{r, r} : RegisterRange{};
+    return r >= 0 && r < enabled ? Engine::RegisterRange{r, r} : Engine::RegisterRange{};
 }
 
 struct Dial {
@@ -103,20 +93,22 @@ double usageOf(const Dial& dial, int tariff, int a, int b) {
     const Array* readings = dial.readings;
     if (count(readings) <= a || a <= b || b < 0) return 0.0;
     const double D = daysBetween(dateOf((*readings)[a]), dateOf((*readings)[b]));
-    const RegisterRange regs = registersFor(dial.enabled, tariff);
+    const Engine::RegisterRange regs = registersFor(dial.enabled, tariff);
     double total = 0.0;
     for (int j = b; j < a; ++j) {
         const Value& newer = (*readings)[j];
         const Value& older = (*readings)[j + 1];
         if (boolOf(newer, key::isNew)) continue;  // the meter was replaced between these two readings
+        const Value* newerValues = newer.find(key::reading);
+        const Value* olderValues = older.find(key::reading);
         for (int r = regs.first; r <= regs.last; ++r) {
             double d;
             if (dial.readingsAreUsage) {
-                d = valueOf(newer, r);
+                d = valueAt(newerValues, r);
             } else if (dial.direction == 1) {
-                d = valueOf(older, r) - valueOf(newer, r);
+                d = valueAt(olderValues, r) - valueAt(newerValues, r);
             } else {
-                d = valueOf(newer, r) - valueOf(older, r);
+                d = valueAt(newerValues, r) - valueAt(olderValues, r);
             }
             if (dial.direction == 0 || dial.direction == 1) {
                 // A fall of less than half the dial stays a negative usage; a fall of more is a
@@ -173,9 +165,10 @@ double Engine::usage(int meter, int tariff, int a, int b) const {
 double Engine::tariffCost(const Value& tariff, double u, double n, Date start, Date end) const {
     if (boolOf(tariff, key::monthly)) return monthlyCost(tariff, u, start, end);
     const bool stepped = boolOf(tariff, key::stepped);
+    const Value* rates = tariff.find(key::rates);
     double cost = 0.0;
     for (int s = 0; s < kRateSteps; ++s) {
-        const Value* step = stepAt(tariff, s);
+        const Value* step = rates ? rates->at(static_cast<std::size_t>(s)) : nullptr;
         if (!step) break;
         double units = realOf(*step, key::units);
         double rate = realOf(*step, key::rate);
@@ -197,11 +190,13 @@ double Engine::tariffCost(const Value& tariff, double u, double n, Date start, D
 double Engine::monthlyCost(const Value& tariff, double u, Date start, Date end) const {
     if (!std::isfinite(start.seconds) || !std::isfinite(end.seconds)) return 0.0;
     const bool stepped = boolOf(tariff, key::stepped);
+    const Value* rates = tariff.find(key::rates);
+    auto stepOf = [&](int index) { return rates ? rates->at(static_cast<std::size_t>(index)) : nullptr; };
     // A stepped monthly tariff takes only the allowance from the month's own step; the two prices
     // always come from the first two steps. Deliberate: that is how such tariffs are entered.
-    const double r0 = rateOf(stepAt(tariff, 0)), r1 = rateOf(stepAt(tariff, 1));
+    const double r0 = rateOf(stepOf(0)), r1 = rateOf(stepOf(1));
     auto piece = [&](double d, int month) {
-        const Value* s = stepAt(tariff, month - 1);
+        const Value* s = stepOf(month - 1);
         if (!stepped) return d * u * rateOf(s);
         double q = (s ? realOf(*s, key::units) : 0.0) * 12.0 / 365.0;
         return u > q ? d * q * r0 + d * (u - q) * r1 : d * u * r0;
@@ -223,21 +218,29 @@ double Engine::monthlyCost(const Value& tariff, double u, Date start, Date end) 
 double Engine::cost(int meter, int tariff, int a, int b, int rate, Date start, Date end) const {
     const Value* m = meterAt(meter);
     if (!m) return 0.0;
-    const Value* S = rateSet(*m, rate);
+    const Dial dial(*m);
+    double usages[kRegisters] = {};
+    const RegisterRange regs = registersFor(dial.enabled, tariff);
+    for (int i = regs.first; i <= regs.last; ++i)
+        usages[i] = usageOf(dial, i + 1, a, b);
+    return costAt(*m, regs, usages, tariff, rate, start, end);
+}
+
+// The cost at one rate set from start to end, given each register's own daily usage.
+double Engine::costAt(const Value& m, const Engine::RegisterRange& regs, const double* usages, int tariff,
+                      int rate, Date start, Date end) const {
+    const Value* S = rateSet(m, rate);
     if (!S) return 0.0;
     const double N = daysBetween(start, end);
     double cost = 0.0;
     if (tariff == 0) cost = N * perDay(realOf(*S, key::fixed), stringOf(*S, key::period, "day"));
 
     const Value* tariffs = S->find(key::tariffs);
-    const Dial dial(*m);
-    const RegisterRange regs = registersFor(dial.enabled, tariff);
-    for (int i = regs.first; i <= regs.last && i < kRegisters; ++i) {
+    for (int i = regs.first; i <= regs.last; ++i) {
         const Value* T = tariffs ? tariffs->at(static_cast<std::size_t>(i)) : nullptr;
         if (!T || !T->isDictionary()) continue;
         // Each register is charged for its own usage at its own tariff, the "minus" one included.
-        double u = usageOf(dial, i + 1, a, b);
-        cost += tariffCost(*T, u, N, start, end);
+        cost += tariffCost(*T, usages[i], N, start, end);
     }
     if (tariff == 0) {
         cost -= N * perDay(realOf(*S, key::discount), stringOf(*S, key::period2, "day"));
@@ -249,9 +252,12 @@ double Engine::cost(int meter, int tariff, int a, int b, int rate, Date start, D
     return cost;  // not clamped: a discount larger than the charges is a credit
 }
 
-int Engine::rateAt(int meter, Date t) const {
-    const Value* m = meterAt(meter);
-    const Value* previous = m ? m->find(key::previous) : nullptr;
+namespace {
+
+// The rate set in force at t: the oldest rate change whose "to" is later than t, else the current
+// rates (-1).
+int rateIn(const Value& meter, Date t) {
+    const Value* previous = meter.find(key::previous);
     for (int i = static_cast<int>(previous ? previous->size() : 0) - 1; i >= 0; --i) {
         const Value* change = previous->at(static_cast<std::size_t>(i));
         const Value* to = change ? change->find(key::to) : nullptr;
@@ -260,12 +266,18 @@ int Engine::rateAt(int meter, Date t) const {
     return -1;
 }
 
+}  // namespace
+
+int Engine::rateAt(int meter, Date t) const {
+    const Value* m = meterAt(meter);
+    return m ? rateIn(*m, t) : -1;
+}
+
 // Charges [date of a, date of b] in stretches cut at the rate changes' "to" dates that lie strictly
 // inside it, oldest first, each at the rate change whose "to" ends it; the last stretch at the rates
 // in force at its start.
 template <typename Charge>
-static double overRateChanges(const Engine& engine, const Value& meter, int meterIndex, Date start, Date end,
-                              Charge charge) {
+static double overRateChanges(const Value& meter, Date start, Date end, Charge charge) {
     const Value* previous = meter.find(key::previous);
     Date cursor = start;
     double sum = 0.0;
@@ -276,16 +288,22 @@ static double overRateChanges(const Engine& engine, const Value& meter, int mete
         sum += charge(i, cursor, to->date());
         cursor = to->date();
     }
-    return sum + charge(engine.rateAt(meterIndex, cursor), cursor, end);
+    return sum + charge(rateIn(meter, cursor), cursor, end);
 }
 
-double Engine::pairCost(const Value& meter, int meterIndex, int tariff, int a, int b) const {
+double Engine::pairCost(const Value& meter, int tariff, int a, int b) const {
     const Array* readings = readingsOf(meter);
     Date start = dateOf((*readings)[a]), end = dateOf((*readings)[b]);
     double D = daysBetween(start, end);
     if (D <= 0) return 0.0;
-    double sum = overRateChanges(*this, meter, meterIndex, start, end, [&](int rate, Date from, Date to) {
-        return cost(meterIndex, tariff, a, b, rate, from, to);
+    // Every stretch is charged for the daily usage of the whole pair.
+    const Dial dial(meter);
+    double usages[kRegisters] = {};
+    const RegisterRange regs = registersFor(dial.enabled, tariff);
+    for (int i = regs.first; i <= regs.last; ++i)
+        usages[i] = usageOf(dial, i + 1, a, b);
+    double sum = overRateChanges(meter, start, end, [&](int rate, Date from, Date to) {
+        return costAt(meter, regs, usages, tariff, rate, from, to);
     });
     return sum / D;
 }
@@ -294,13 +312,13 @@ double Engine::cost(int meter, int tariff, int a, int b) const {
     const Value* m = meterAt(meter);
     const Array* readings = m ? readingsOf(*m) : nullptr;
     if (count(readings) <= a || a <= b || b < 0) return 0.0;
-    if (a == b + 1) return pairCost(*m, meter, tariff, a, b);
+    if (a == b + 1) return pairCost(*m, tariff, a, b);
     const double D = days(meter, a, b);
     if (D <= 0) return 0.0;
     // The day-weighted mean of the neighbouring pairs' daily costs.
     double sum = 0.0;
     for (int j = a; j > b; --j)
-        sum += pairCost(*m, meter, tariff, j, j - 1) * days(meter, j, j - 1);
+        sum += pairCost(*m, tariff, j, j - 1) * days(meter, j, j - 1);
     return sum / D;
 }
 
@@ -330,7 +348,7 @@ double Engine::fixed(int meter, int a, int b) const {
     Date start = dateOf((*readings)[a]), end = dateOf((*readings)[b]);
     double D = daysBetween(start, end);
     if (D <= 0) return 0.0;
-    double sum = overRateChanges(*this, *m, meter, start, end,
+    double sum = overRateChanges(*m, start, end,
                                  [&](int rate, Date from, Date to) { return fixed(meter, rate, from, to); });
     return sum / D;
 }

@@ -59,10 +59,18 @@ public:
     // The rate set in force at instant t: index into "previous", or -1 for the current rates.
     int rateAt(int meter, Date t) const;
 
+    // The registers (0-based, inclusive) a register argument covers.
+    struct RegisterRange {
+        int first = 0;
+        int last = -1;
+    };
+
 private:
     const Value* meterAt(int meter) const;
     const Value* rateSet(const Value& meter, int rate) const;
-    double pairCost(const Value& meter, int meterIndex, int tariff, int a, int b) const;
+    double pairCost(const Value& meter, int tariff, int a, int b) const;
+    double costAt(const Value& meter, const RegisterRange& regs, const double* usages, int tariff, int rate,
+                  Date start, Date end) const;
     double tariffCost(const Value& tariff, double u, double n, Date start, Date end) const;
     double monthlyCost(const Value& tariff, double u, Date start, Date end) const;
 
