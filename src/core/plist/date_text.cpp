@@ -9,6 +9,16 @@ namespace numbrel {
 
 namespace {
 
+bool number(std::string_view s, std::size_t pos, std::size_t len, int& out) {
+    if (pos + len > s.size()) return false;
+    for (std::size_t i = pos; i < pos + len; ++i)
+        if (s[i] < '0' || s[i] > '9') return false;
+    std::from_chars(s.data() + pos, s.data() + pos + len, out);
+    return true;
+}
+
+}  // namespace
+
 // Days since 1970-01-01 of a proleptic Gregorian date (H. Hinnant's algorithm).
 std::int64_t daysFromCivil(std::int64_t y, unsigned m, unsigned d) {
     y -= m <= 2;
@@ -31,16 +41,6 @@ void civilFromDays(std::int64_t z, std::int64_t& y, unsigned& m, unsigned& d) {
     m = mp < 10 ? mp + 3 : mp - 9;
     y += m <= 2;
 }
-
-bool number(std::string_view s, std::size_t pos, std::size_t len, int& out) {
-    if (pos + len > s.size()) return false;
-    for (std::size_t i = pos; i < pos + len; ++i)
-        if (s[i] < '0' || s[i] > '9') return false;
-    std::from_chars(s.data() + pos, s.data() + pos + len, out);
-    return true;
-}
-
-}  // namespace
 
 std::string formatIso8601(Date date) {
     double unix = date.seconds + kUnixToReferenceSeconds;

@@ -1,6 +1,7 @@
 // Dates as ISO 8601 text, without a calendar library: UTC output, and input with an offset or Z.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +12,10 @@ namespace numbrel {
 
 // Seconds between 1970-01-01 and 2001-01-01 (the property-list epoch).
 inline constexpr double kUnixToReferenceSeconds = 978307200.0;
+
+// Days since 1970-01-01 of a proleptic Gregorian date, and back.
+std::int64_t daysFromCivil(std::int64_t year, unsigned month, unsigned day);
+void civilFromDays(std::int64_t days, std::int64_t& year, unsigned& month, unsigned& day);
 
 // "2014-03-05T07:15:02.500Z" (milliseconds always written).
 std::string formatIso8601(Date date);

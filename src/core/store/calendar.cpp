@@ -1,6 +1,7 @@
 #include "store/calendar.h"
 
 #include <unicode/gregocal.h>
+#include <unicode/timezone.h>
 
 #include <cmath>
 #include <limits>
@@ -21,7 +22,7 @@ Date fromUDate(UDate u) {
 
 }  // namespace
 
-Calendar::Calendar(const Environment& env) {
+Calendar::Calendar(const Environment& env) : zone_(&env.timeZone()) {
     UErrorCode status = U_ZERO_ERROR;
     auto* gc = new icu::GregorianCalendar(env.timeZone(), env.locale(), status);
     // A pure Gregorian calendar for every date, as the document's dates are always Gregorian.
@@ -89,6 +90,32 @@ Calendar::Month Calendar::monthOf(Date date) const {
     Month m{c.year, c.month, this->date(c.year, c.month, 1), this->date(c.year, c.month + 1, 1)};
     lastMonth_ = m;
     return m;
+}
+
+Calendar::Day Calendar::dayFromNumber(std::int64_t dayNumber) {
+    std::int64_t y;
+    unsigned m, d;
+    civilFromDays(dayNumber, y, m, d);
+    Day day;
+    day.year = static_cast<int>(y);
+    day.month = static_cast<int>(m);
+    day.day = static_cast<int>(d);
+    day.dayNumber = dayNumber;
+    std::int64_t w = (dayNumber + 4) % 7;  // 1970-01-01 was a Thursday
+    day.weekday = static_cast<int>(w < 0 ? w + 7 : w) + 1;
+    return day;
+}
+
+Calendar::Day Calendar::localDay(Date date) const {
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t raw = 0, dst = 0;
+    zone_->getOffset(toUDate(date), false, raw, dst, status);
+    double local = date.seconds + kUnixToReferenceSeconds + (U_SUCCESS(status) ? (raw + dst) / 1000.0 : 0.0);
+    if (!std::isfinite(local) || std::abs(local) > 1e14) local = 0.0;  // no calendar for such dates
+    auto dayNumber = static_cast<std::int64_t>(std::floor(local / 86400.0));
+    Day day = dayFromNumber(dayNumber);
+    day.secondsIntoDay = local - static_cast<double>(dayNumber) * 86400.0;
+    return day;
 }
 
 }  // namespace numbrel

@@ -1,6 +1,7 @@
 // Gregorian calendar arithmetic in the device time zone (ICU), over absolute instants.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "plist/value.h"
@@ -9,6 +10,7 @@
 
 U_NAMESPACE_BEGIN
 class Calendar;
+class TimeZone;
 U_NAMESPACE_END
 
 namespace numbrel {
@@ -56,8 +58,23 @@ public:
     };
     Month monthOf(Date date) const;
 
+    // The local calendar day of an instant, computed from the zone's offset alone: the fast path for
+    // walking many readings. dayNumber counts days from 1970-01-01 (local), so that days can be
+    // stepped by plain arithmetic.
+    struct Day {
+        int year = 0;
+        int month = 0;
+        int day = 0;
+        int weekday = 0;  // 1 = Sunday ... 7 = Saturday
+        std::int64_t dayNumber = 0;
+        double secondsIntoDay = 0.0;
+    };
+    Day localDay(Date date) const;
+    static Day dayFromNumber(std::int64_t dayNumber);
+
 private:
     std::unique_ptr<icu::Calendar> cal_;  // ICU calendars are stateful; this one is private scratch
+    const icu::TimeZone* zone_;
     mutable Month lastMonth_{0, 0, Date{1.0}, Date{0.0}};  // empty: start after next
 };
 
