@@ -148,6 +148,7 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     std::vector<Command> commands;
     addStoreCommands(commands);
     addCostCommands(commands);
+    addGraphCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;

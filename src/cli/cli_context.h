@@ -88,6 +88,7 @@ struct Command {
 // Registers the commands of one area; each area has its own file.
 void addStoreCommands(std::vector<Command>& commands);
 void addCostCommands(std::vector<Command>& commands);
+void addGraphCommands(std::vector<Command>& commands);
 
 // JSON of a value: dates as ISO 8601 UTC with milliseconds, data as base64, every key kept.
 nlohmann::ordered_json toJson(const Value& value);

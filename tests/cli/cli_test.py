@@ -122,6 +122,32 @@ class Cli(unittest.TestCase):
         self.run_cli("format", "cost", "abc", "--meter", "0", expect=1)
         self.run_cli("format", "cost", "1", "--meter", "7", expect=2)
 
+    def test_series(self):
+        out = json.loads(self.run_cli("series", "Electricity", "--period", "month", "--json").stdout)
+        self.assertEqual(list(out), ["maxPoints", "range", "points", "months", "current", "minimum", "maximum",
+                                     "shown", "bars", "lowerBound", "labelPrecision", "average", "day", "month",
+                                     "year", "weekday"])
+        self.assertEqual(out["maxPoints"], 12)
+        self.assertEqual((out["day"], out["month"], out["year"]), (20, 11, 2026))
+        self.assertEqual(out["current"], out["points"][0])
+        self.assertTrue(out["bars"])
+        # A quarterly graph in landscape with the one-month range shows one point at three months.
+        out = json.loads(self.run_cli("series", "0", "--period", "quarter", "--range", "1m", "--json").stdout)
+        self.assertEqual((out["maxPoints"], out["range"]), (1, 4))
+        self.run_cli("series", "0", "--period", "fortnight", "--json", expect=1)
+        self.run_cli("series", "0", "--period", "day", "--range", "5y", "--json", expect=1)
+
+    def test_graph_svg(self):
+        svg = os.path.join(self.tmp.name, "graph.svg")
+        self.run_cli("graph", "Electricity", "--period", "month", "--size", "400x300", "-o", svg)
+        text = open(svg).read()
+        self.assertTrue(text.startswith("<svg"))
+        self.assertIn("Monthly Usage (kWh)", text)
+        result = self.run_cli("graph", "0", "--period", "day", "--hold", "10", "-o", svg)
+        self.assertIn("held point 0", result.stdout)
+        self.run_cli("graph", "0", "--period", "day", "--size", "huge", "-o", svg, expect=1)
+        self.run_cli("graph", "0", "--period", "day", expect=1)
+
     def test_help(self):
         result = subprocess.run([CLI, "--help"], capture_output=True, text=True)
         self.assertEqual(result.returncode, 0)
