@@ -1,7 +1,9 @@
 #include "store/calendar.h"
 
+#include <unicode/basictz.h>
 #include <unicode/gregocal.h>
 #include <unicode/timezone.h>
+#include <unicode/tztrans.h>
 
 #include <cmath>
 #include <limits>
@@ -106,11 +108,29 @@ Calendar::Day Calendar::dayFromNumber(std::int64_t dayNumber) {
     return day;
 }
 
-Calendar::Day Calendar::localDay(Date date) const {
+double Calendar::offsetAt(double udate) const {
+    if (udate >= offsetFrom_ && udate < offsetUntil_) return offset_;
     UErrorCode status = U_ZERO_ERROR;
     int32_t raw = 0, dst = 0;
-    zone_->getOffset(toUDate(date), false, raw, dst, status);
-    double local = date.seconds + kUnixToReferenceSeconds + (U_SUCCESS(status) ? (raw + dst) / 1000.0 : 0.0);
+    zone_->getOffset(udate, false, raw, dst, status);
+    offset_ = U_SUCCESS(status) ? (raw + dst) / 1000.0 : 0.0;
+    // The offset holds until the zone's next transition: remember that window, so that walking
+    // through years of readings asks the zone rules twice a year rather than once a reading.
+    offsetFrom_ = offsetUntil_ = udate;
+    if (const auto* rules = dynamic_cast<const icu::BasicTimeZone*>(zone_)) {
+        icu::TimeZoneTransition transition;
+        offsetFrom_ = rules->getPreviousTransition(udate, true, transition)
+                          ? transition.getTime()
+                          : -std::numeric_limits<double>::infinity();
+        offsetUntil_ = rules->getNextTransition(udate, false, transition)
+                           ? transition.getTime()
+                           : std::numeric_limits<double>::infinity();
+    }
+    return offset_;
+}
+
+Calendar::Day Calendar::localDay(Date date) const {
+    double local = date.seconds + kUnixToReferenceSeconds + offsetAt(toUDate(date));
     if (!std::isfinite(local) || std::abs(local) > 1e14) local = 0.0;  // no calendar for such dates
     auto dayNumber = static_cast<std::int64_t>(std::floor(local / 86400.0));
     Day day = dayFromNumber(dayNumber);

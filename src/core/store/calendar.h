@@ -76,6 +76,9 @@ private:
     std::unique_ptr<icu::Calendar> cal_;  // ICU calendars are stateful; this one is private scratch
     const icu::TimeZone* zone_;
     mutable Month lastMonth_{0, 0, Date{1.0}, Date{0.0}};  // empty: start after next
+    // The zone's offset (seconds) and the window of instants (ICU milliseconds) it holds for.
+    double offsetAt(double udate) const;
+    mutable double offset_ = 0.0, offsetFrom_ = 1.0, offsetUntil_ = 0.0;
 };
 
 }  // namespace numbrel
