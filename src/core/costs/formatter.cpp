@@ -1,6 +1,8 @@
 #include "costs/formatter.h"
 
+#include <unicode/datefmt.h>
 #include <unicode/numberformatter.h>
+#include <unicode/timezone.h>
 #include <unicode/ucurr.h>
 
 #include <algorithm>
@@ -29,9 +31,14 @@ bool isCurrencyCode(std::string_view code) {
 struct Formatter::Cache {
     nf::LocalizedNumberFormatter base;
     std::map<std::string, nf::LocalizedNumberFormatter, std::less<>> formatters;
+    std::map<int, std::unique_ptr<icu::DateFormat>> dates;
+    std::unique_ptr<icu::TimeZone> zone;
+    icu::Locale locale;
 };
 
 Formatter::Formatter(const Environment& env) : cache_(std::make_unique<Cache>()) {
+    cache_->zone.reset(env.timeZone().clone());
+    cache_->locale = env.locale();
     // Halves round up (123.45 on a one-decimal dial shows 123.5), and no thousands separators.
     cache_->base = nf::NumberFormatter::withLocale(env.locale())
                        .grouping(UNUM_GROUPING_OFF)
@@ -108,6 +115,24 @@ int Formatter::currencyPrecision(const Value& meter) const {
     UErrorCode status = U_ZERO_ERROR;
     int32_t digits = ucurr_getDefaultFractionDigits(code16, &status);
     return U_SUCCESS(status) ? digits : 2;
+}
+
+std::string Formatter::formatDate(Date date, DateStyle style, bool withTime) const {
+    int key = (style == DateStyle::Short ? 0 : 1) * 2 + (withTime ? 1 : 0);
+    auto& format = cache_->dates[key];
+    if (!format) {
+        auto dateStyle = style == DateStyle::Short ? icu::DateFormat::kShort : icu::DateFormat::kMedium;
+        format.reset(withTime ? icu::DateFormat::createDateTimeInstance(dateStyle, icu::DateFormat::kShort,
+                                                                        cache_->locale)
+                              : icu::DateFormat::createDateInstance(dateStyle, cache_->locale));
+        if (!format) return {};
+        format->setTimeZone(*cache_->zone);
+    }
+    icu::UnicodeString text;
+    format->format((date.seconds + 978307200.0) * 1000.0, text);
+    std::string out;
+    text.toUTF8String(out);
+    return out;
 }
 
 }  // namespace numbrel

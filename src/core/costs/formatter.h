@@ -41,6 +41,11 @@ public:
     // The default number of decimals of the meter's currency (2 for a meter without costs).
     int currencyPrecision(const Value& meter) const;
 
+    enum class DateStyle { Short, Medium };
+    // A date in the device locale and time zone: the date in the given style, then the time (short)
+    // when withTime is set.
+    std::string formatDate(Date date, DateStyle style, bool withTime) const;
+
 private:
     struct Cache;
     std::string format(const std::string& key, double value) const;

@@ -97,6 +97,7 @@ public:
     Value* find(std::string_view key);
     // The same by a Key made once (a hot path compares numbers instead of texts).
     const Value* find(const Key& key) const;
+    Value* find(const Key& key) { return const_cast<Value*>(static_cast<const Value*>(this)->find(key)); }
     bool contains(std::string_view key) const { return find(key) != nullptr; }
     Value& set(std::string_view key, Value value);
     bool erase(std::string_view key);

@@ -1,0 +1,274 @@
+#include "main/root_view_controller.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <filesystem>
+
+#include "costs/formatter.h"
+#include "store/app_delegate.h"
+#include "store/document.h"
+#include "store/meter_record.h"
+#include "store/text_compare.h"
+#include "ui/localize.h"
+
+namespace numbrel {
+
+namespace {
+
+// The platform's arrow symbols, drawn with characters every desktop font has.
+constexpr const char* kUp = "▲";
+constexpr const char* kDown = "▼";
+constexpr const char* kLevel = "▶";
+
+std::string format(const std::string& pattern, std::initializer_list<std::string> args) {
+    std::string out;
+    auto arg = args.begin();
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern.compare(i, 2, "%@") == 0 && arg != args.end()) {
+            out += *arg++;
+            ++i;
+        } else {
+            out += pattern[i];
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+RootViewController::RootViewController(NumbrelAppDelegate& app) : app_(app) {}
+
+void RootViewController::setWindowSize(double width, double height) {
+    width_ = width;
+    height_ = height;
+}
+
+bool RootViewController::landscape() const {
+    return width_ > height_ && boolOf(app_.settings(), "landscape");
+}
+
+int RootViewController::numberOfPages() const {
+    const Array* meters = metersOf(app_.settings());
+    return meters ? static_cast<int>(meters->size()) : 0;
+}
+
+int RootViewController::meterIndex() const {
+    int n = numberOfPages();
+    int m = static_cast<int>(integerOf(app_.settings(), "meter"));
+    return n == 0 ? 0 : std::clamp(m, 0, n - 1);
+}
+
+void RootViewController::pageAction(int page) {
+    if (page < 0 || page >= numberOfPages() || page == meterIndex()) return;
+    app_.settings().set("meter", page);
+    tariffIndex_ = 0;  // registers differ between meters
+}
+
+Period RootViewController::period() const {
+    return static_cast<Period>(std::clamp<std::int64_t>(integerOf(app_.settings(), "period"), 0, 4));
+}
+
+int RootViewController::rangeIndex() const {
+    return static_cast<int>(std::clamp<std::int64_t>(integerOf(app_.settings(), "range", 2), 0, 5));
+}
+
+bool RootViewController::holdsGraphs(int page) const {
+    return std::abs(page - meterIndex()) <= 1;
+}
+
+const Value* RootViewController::meter(int page) const {
+    const Array* meters = metersOf(app_.settings());
+    return meters && page >= 0 && page < static_cast<int>(meters->size()) ? &(*meters)[page] : nullptr;
+}
+
+std::vector<RootViewController::SegmentControl> RootViewController::toolbar() const {
+    std::vector<SegmentControl> out;
+    if (const Value* m = meter(meterIndex())) {
+        std::int64_t enabled = integerOf(*m, "enabled", 1);
+        if (enabled >= 2) {
+            SegmentControl reg{1, {" Σ "}, tariffIndex_};
+            std::int64_t economy7 = integerOf(*m, "economy7");
+            if (enabled == 2 && economy7 == 2) {
+                reg.items.insert(reg.items.end(), {" D ", " N "});
+            } else if (enabled == 2 && economy7 == 1) {
+                reg.items.insert(reg.items.end(), {" N ", " D "});
+            } else {
+                for (int r = 1; r <= std::min<std::int64_t>(enabled, 3); ++r)
+                    reg.items.push_back(" " + std::to_string(r) + " ");
+            }
+            out.push_back(reg);
+        }
+    }
+    SegmentControl periods{2, {}, static_cast<int>(period())};
+    for (const char* letter : {"D", "W", "M", "Q", "Y"})
+        periods.items.push_back(" " + tr(letter) + " ");
+    out.push_back(periods);
+    if (landscape()) {
+        SegmentControl ranges{3,
+                              {" 1" + tr("m") + " ", " 3" + tr("m") + " ", " 6" + tr("m") + " ",
+                               " 1" + tr("y") + " ", " 2" + tr("y") + " ", " " + tr("Max") + " "},
+                              5 - rangeIndex()};
+        out.push_back(ranges);
+    }
+    return out;
+}
+
+void RootViewController::segmentAction(int tag, int index) {
+    Value& doc = app_.settings();
+    if (tag == 1) {
+        tariffIndex_ = std::max(0, index);
+    } else if (tag == 2) {
+        int p = std::clamp(index, 0, 4);
+        doc.set("period", p);
+        // A range that cannot hold one bucket of the new period is widened.
+        if (p == 4 && rangeIndex() >= 3) doc.set("range", 2);
+        if (p == 3 && rangeIndex() == 5) doc.set("range", 4);
+    } else if (tag == 3) {
+        int range = std::clamp(5 - index, 0, 5);
+        doc.set("range", range);
+        if ((range == 3 || range == 4) && period() == Period::Yearly) doc.set("period", 3);
+        if (range == 5 && (period() == Period::Quarterly || period() == Period::Yearly)) doc.set("period", 2);
+    }
+}
+
+bool RootViewController::graphShowsCost(int page) const {
+    return app_.engine().hasCost(page) && boolOf(app_.settings(), "graph");
+}
+
+void RootViewController::graphAction() {
+    if (!app_.engine().hasCost(meterIndex())) return;
+    app_.settings().set("graph", !boolOf(app_.settings(), "graph"));
+}
+
+std::vector<RootViewController::GraphSpec> RootViewController::graphs(int page) {
+    std::vector<GraphSpec> out;
+    const Value* m = meter(page);
+    const Array* readings = m ? readingsOf(*m) : nullptr;
+    if (!readings || readings->size() < 2) return out;
+    PointCount count = pointCount(period(), rangeIndex(), landscape());
+    if (landscape() && count.range != rangeIndex()) app_.settings().set("range", count.range);
+    SeriesRequest request;
+    request.meter = page;
+    request.tariff = page == meterIndex() ? tariffIndex_ : 0;
+    request.period = period();
+    request.maxPoints = count.maxPoints;
+    request.extrapolate = boolOf(app_.settings(), "extrapolate");
+    request.zero = boolOf(app_.settings(), "zero");
+    bool hasCost = app_.engine().hasCost(page);
+    if (tablet() && hasCost) {
+        GraphSpec usage{request, false}, cost{request, true};
+        cost.request.cost = true;
+        out.push_back(usage);
+        out.push_back(cost);
+    } else {
+        GraphSpec spec{request, graphShowsCost(page)};
+        spec.request.cost = spec.cost;
+        out.push_back(spec);
+    }
+    return out;
+}
+
+std::string RootViewController::readingsDetail(int page) const {
+    const Value* m = meter(page);
+    const Array* readings = m ? readingsOf(*m) : nullptr;
+    if (!readings || readings->empty()) return tr("None");
+    const Value* d = (*readings)[0].find("date");
+    return d && d->isDate() ? app_.formatter().formatDate(d->date(), Formatter::DateStyle::Medium, true) : "";
+}
+
+std::string RootViewController::changeDetail(int page) const {
+    const Value* m = meter(page);
+    const Array* readings = m ? readingsOf(*m) : nullptr;
+    if (!readings || readings->size() < 2) return {};
+    Engine engine = app_.engine();
+    double days = engine.days(page, 1, 0);
+    std::string usage = app_.formatter().formatUsage(engine.usage(page, 0, 1, 0) * days, *m);
+    std::string units(stringOf(*m, "units"));
+    if (!engine.hasCost(page)) return format(tr("∆ %@ %@"), {usage, units});
+    std::string cost = app_.formatter().formatCost(engine.cost(page, 0, 1, 0) * days, *m);
+    return format(tr("∆ %@ %@, %@"), {usage, units, cost});
+}
+
+std::vector<Section> RootViewController::sections(int page) const {
+    std::vector<Section> out;
+    const Value* m = meter(page);
+    if (!m) return out;
+    const Array* readings = readingsOf(*m);
+    std::size_t n = readings ? readings->size() : 0;
+
+    Row readingsRow{tr("Readings"), readingsDetail(page), Accessory::Disclosure};
+    Section first;
+    first.rows.push_back(readingsRow);
+    if (n < 2) {
+        if (boolOf(app_.settings(), "tips", true))
+            first.footer =
+                tr("Add 2 or more readings to see graphs of usage and cost for the selected period");
+        out.push_back(first);
+        return out;
+    }
+    Row change{tr("Change"), changeDetail(page), Accessory::None};
+    change.selectable = false;
+    auto current = current_.find(page);
+    Row currentRow{tr("Current"), current == current_.end() ? "" : current->second, Accessory::Disclosure};
+    if (tablet()) {
+        out.push_back(first);
+        out.push_back(Section{"", "", {change, currentRow}});
+    } else {
+        first.rows.push_back(change);
+        first.rows.push_back(currentRow);
+        out.push_back(first);
+    }
+    bool hasCost = app_.engine().hasCost(page);
+    if (tablet() && hasCost) {
+        out.push_back(Section{"", "", {Row{"Graph", "usage"}}});
+        out.push_back(Section{"", "", {Row{"Graph", "cost"}}});
+    } else {
+        out.push_back(Section{"", "", {Row{"Graph", graphShowsCost(page) ? "cost" : "usage"}}});
+    }
+    return out;
+}
+
+void RootViewController::averageAction(int page, double current, double average, bool cost) {
+    const Value* m = meter(page);
+    if (!m) return;
+    const Formatter& f = app_.formatter();
+    auto text = [&](double v) {
+        return cost ? f.formatCost(v, *m) : f.formatUsage(v, *m) + " " + std::string(stringOf(*m, "units"));
+    };
+    const char* arrow = current > average ? kUp : current < average ? kDown : kLevel;
+    current_[page] = text(current) + "  " + arrow + " " + text(std::abs(current - average));
+}
+
+Alert RootViewController::settingsSheet(const std::string& documentsDir) const {
+    Alert sheet;
+    sheet.tag = kSettingsSheetTag;
+    sheet.actionSheet = true;
+    sheet.title = latestBackupLine(documentsDir, app_.environment());
+    sheet.buttons = {tr("Cancel")};
+    return sheet;
+}
+
+std::string latestBackupLine(const std::string& documentsDir, const Environment& env) {
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(documentsDir, ec))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end(),
+              [](const std::string& a, const std::string& b) { return caseInsensitiveCompare(a, b) > 0; });
+    for (const std::string& name : names) {
+        if (name.size() != 21 || name.compare(0, 2, "nb") != 0) continue;
+        // The integer conversion stops at the "@": yyyymmdd.
+        long ymd = 0;
+        std::from_chars(name.data() + 2, name.data() + name.size(), ymd);
+        if (ymd < 20010000) continue;
+        Formatter f(env);
+        Calendar calendar(env);
+        Date date = calendar.date(static_cast<int>(ymd / 10000), static_cast<int>(ymd / 100 % 100),
+                                  static_cast<int>(ymd % 100));
+        return format(tr("Latest Backup: %@"), {f.formatDate(date, Formatter::DateStyle::Short, false)});
+    }
+    return tr("No Backups Found!");
+}
+
+}  // namespace numbrel

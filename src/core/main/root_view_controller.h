@@ -1,0 +1,83 @@
+// The main screen: one page per meter (a short table and its graphs), the register, period and range
+// controls, and the settings menu. The GUI draws what this model says and reports what the user did.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "main/graph_series.h"
+#include "ui/screen.h"
+
+namespace numbrel {
+
+class NumbrelAppDelegate;
+
+class RootViewController {
+public:
+    explicit RootViewController(NumbrelAppDelegate& app);
+
+    // The window: narrower than 700 points is a phone, else a tablet; wider than tall with the
+    // setting "landscape" on is landscape (the range control and range table apply).
+    void setWindowSize(double width, double height);
+    bool tablet() const { return width_ >= 700; }
+    bool landscape() const;
+
+    int numberOfPages() const;
+    int meterIndex() const;     // the page shown ("meter")
+    void pageAction(int page);  // the pager settled on a page
+    int tariffIndex() const { return tariffIndex_; }
+    Period period() const;
+    int rangeIndex() const;
+    // Whether a page holds graph views: the visible page and its neighbours only.
+    bool holdsGraphs(int page) const;
+    bool showPageControl() const { return numberOfPages() <= 9; }
+
+    struct SegmentControl {
+        int tag = 0;  // 1 register, 2 period, 3 range
+        std::vector<std::string> items;
+        int selected = 0;
+    };
+    std::vector<SegmentControl> toolbar() const;
+    void segmentAction(int tag, int index);
+
+    // Cost when the meter has costs and "graph" is on, else usage.
+    bool graphShowsCost(int page) const;
+    // Flips "graph" (a double tap on a graph); nothing for a meter without costs.
+    void graphAction();
+
+    // What the graphs of a page show: usage, or cost, or (tablets, meters with costs) both.
+    struct GraphSpec {
+        SeriesRequest request;
+        bool cost = false;
+    };
+    std::vector<GraphSpec> graphs(int page);  // may pull the range back and store it
+
+    // The page's table: the Readings row, the change row and the Current row, then graph rows
+    // (label "Graph", detail "usage" or "cost"), with the footer tip.
+    std::vector<Section> sections(int page) const;
+
+    // A page's graph was drawn: its current bucket and average fill the Current row.
+    void averageAction(int page, double current, double average, bool cost);
+
+    // The gear menu: "Latest Backup: <date>" or "No Backups Found!", and the entries that exist.
+    Alert settingsSheet(const std::string& documentsDir) const;
+
+    static constexpr int kSettingsSheetTag = 20;
+
+private:
+    const Value* meter(int page) const;
+    std::string readingsDetail(int page) const;
+    std::string changeDetail(int page) const;
+
+    NumbrelAppDelegate& app_;
+    double width_ = 390, height_ = 844;
+    int tariffIndex_ = 0;
+    std::map<int, std::string> current_;  // Current row text per page, from the last drawing
+};
+
+// "Latest Backup: <short date>" from the newest backup file name in the folder, or
+// "No Backups Found!".
+std::string latestBackupLine(const std::string& documentsDir, const class Environment& env);
+
+}  // namespace numbrel

@@ -1,0 +1,68 @@
+// The vocabulary every screen model speaks: sections of rows with their accessories, and the
+// navigator through which a screen pushes, pops and presents. The GUI draws these; tests read them.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ui/alert.h"
+
+namespace numbrel {
+
+enum class Accessory { None, Disclosure, Check, Switch, Segments };
+
+struct RowColor {
+    double r = 0, g = 0, b = 0;
+    friend bool operator==(const RowColor&, const RowColor&) = default;
+};
+
+struct Row {
+    std::string label;
+    std::string detail;
+    Accessory accessory = Accessory::None;
+    int tag = 0;                        // switches and segments tell themselves apart by it
+    bool on = false;                    // a switch's state
+    std::vector<std::string> segments;  // a segmented control in place of the label
+    int selectedSegment = -1;
+    bool enabled = true;
+    bool selectable = true;
+    std::optional<RowColor> color;  // the label's colour when not the default
+};
+
+struct Section {
+    std::string header;
+    std::string footer;
+    std::vector<Row> rows;
+};
+
+class Screen;
+
+// What a screen asks of whoever shows it.
+class Navigator {
+public:
+    virtual ~Navigator() = default;
+    virtual void push(std::unique_ptr<Screen> screen) = 0;
+    virtual void pop() = 0;
+    virtual void present(const Alert& alert) = 0;
+    virtual void dismiss() = 0;  // closes the presented screen or alert
+    virtual void openUrl(const std::string& url) = 0;
+};
+
+// A table screen: title, sections, and the user's actions on them.
+class Screen {
+public:
+    virtual ~Screen() = default;
+    virtual std::string title() const = 0;
+    virtual std::vector<Section> sections() const = 0;
+    virtual void selectRow(int /*section*/, int /*row*/) {}
+    virtual void flipSwitch(int /*tag*/, bool /*on*/) {}
+    virtual void chooseSegment(int /*tag*/, int /*index*/) {}
+    virtual void answerAlert(int /*tag*/, int /*button*/) {}
+};
+
+// The row a label sits on, or null.
+const Row* findRow(const std::vector<Section>& sections, const std::string& label);
+
+}  // namespace numbrel

@@ -1,0 +1,117 @@
+#include "main/root_view_controller.h"
+
+#include <gtest/gtest.h>
+
+#include "store/app_delegate.h"
+#include "store/document.h"
+#include "support/test_support.h"
+
+namespace numbrel {
+namespace {
+
+using test::at;
+
+class MainScreen : public ::testing::Test {
+protected:
+    MainScreen() : store_(dir_.file("p.plist")), app_(test::pinnedEnvironment(), store_) {
+        app_.applicationDidFinishLaunching();
+    }
+    Value& meter(int i) { return (*metersOf(app_.settings()))[static_cast<std::size_t>(i)]; }
+    void addReading(int m, const char* when, double v) {
+        meter(m)
+            .find("readings")
+            ->array()
+            .insert(meter(m).find("readings")->array().begin(),
+                    Value::makeDictionary({{"date", at(when)}, {"reading", Value(Array{v, 0.0, 0.0})}}));
+    }
+    test::TempDir dir_;
+    PreferencesStore store_;
+    NumbrelAppDelegate app_;
+};
+
+TEST_F(MainScreen, ToolbarSegmentsAndTheirRules) {
+    RootViewController root(app_);
+    auto bar = root.toolbar();
+    ASSERT_EQ(bar.size(), 1u);  // one register, upright: periods only
+    EXPECT_EQ(bar[0].tag, 2);
+    EXPECT_EQ(bar[0].items, (std::vector<std::string>{" D ", " W ", " M ", " Q ", " Y "}));
+    meter(0).set("enabled", 2);
+    meter(0).set("economy7", 1);
+    EXPECT_EQ(root.toolbar()[0].items, (std::vector<std::string>{" Σ ", " N ", " D "}));
+    meter(0).set("enabled", 3);
+    EXPECT_EQ(root.toolbar()[0].items.size(), 4u);
+
+    app_.settings().set("landscape", true);
+    root.setWindowSize(844, 390);
+    ASSERT_TRUE(root.landscape());
+    bar = root.toolbar();
+    ASSERT_EQ(bar.back().tag, 3);
+    EXPECT_EQ(bar.back().items.back(), " Max ");
+    EXPECT_EQ(bar.back().selected, 3);  // range 2, one year
+    root.segmentAction(3, 2);           // six months
+    EXPECT_EQ(root.rangeIndex(), 3);
+    root.segmentAction(2, 4);  // yearly with six months: one year
+    EXPECT_EQ(root.rangeIndex(), 2);
+    root.segmentAction(3, 0);  // one month turns yearly into monthly
+    EXPECT_EQ(root.period(), Period::Monthly);
+    root.segmentAction(2, 3);  // quarterly with one month: three months
+    EXPECT_EQ(root.rangeIndex(), 4);
+    root.setWindowSize(390, 844);
+    EXPECT_FALSE(root.landscape());
+}
+
+TEST_F(MainScreen, PagesRowsAndGraphs) {
+    RootViewController root(app_);
+    EXPECT_EQ(root.numberOfPages(), 3);
+    addReading(0, "2026-11-01T08:00:00Z", 100);
+    addReading(0, "2026-11-11T08:00:00Z", 150);
+    auto sections = root.sections(0);
+    ASSERT_EQ(sections.size(), 2u);  // phone: the rows, then the graph
+    ASSERT_EQ(sections[0].rows.size(), 3u);
+    EXPECT_EQ(sections[0].rows[1].detail, "∆ 50.0 kWh, £0.00");
+    EXPECT_EQ(sections[1].rows[0].detail, "usage");
+    root.graphAction();
+    EXPECT_EQ(root.sections(0)[1].rows[0].detail, "cost");
+    meter(0).set("code", "-");
+    EXPECT_EQ(root.sections(0)[1].rows[0].detail, "usage");  // no costs, no cost graph
+    EXPECT_EQ(root.sections(0)[0].rows[1].detail, "∆ 50.0 kWh");
+    root.graphAction();
+    EXPECT_TRUE(boolOf(app_.settings(), "graph"));  // unchanged: nothing to flip to
+
+    root.averageAction(0, 12, 10, false);
+    EXPECT_EQ(root.sections(0)[0].rows[2].detail, "12.0 kWh  ▲ 2.0 kWh");
+    root.averageAction(0, 8, 10, false);
+    EXPECT_EQ(root.sections(0)[0].rows[2].detail, "8.0 kWh  ▼ 2.0 kWh");
+
+    meter(0).set("code", "GBP");
+    root.setWindowSize(1024, 768);  // a tablet shows usage and cost
+    sections = root.sections(0);
+    ASSERT_EQ(sections.size(), 4u);
+    EXPECT_EQ(sections[1].rows.size(), 2u);
+    auto graphs = root.graphs(0);
+    ASSERT_EQ(graphs.size(), 2u);
+    EXPECT_FALSE(graphs[0].cost);
+    EXPECT_TRUE(graphs[1].cost);
+    EXPECT_EQ(graphs[0].request.maxPoints, 365);
+
+    root.pageAction(2);
+    EXPECT_EQ(integerOf(app_.settings(), "meter"), 2);
+    EXPECT_TRUE(root.holdsGraphs(1));
+    EXPECT_FALSE(root.holdsGraphs(0));
+}
+
+TEST_F(MainScreen, LatestBackupLine) {
+    EXPECT_EQ(latestBackupLine(dir_.path().string(), app_.environment()), "No Backups Found!");
+    for (const char* name : {"nb20140305@071502.bak", "NB20150101@000000.bak", "nb19991231@000000.bak",
+                             "nb2014030@0715022.bak", "readings.csv"})
+        test::writeFile(dir_.file(name), "x");
+    // "NB2015…" sorts first but does not begin with "nb"; 1999 is before 2001.
+    EXPECT_EQ(latestBackupLine(dir_.path().string(), app_.environment()), "Latest Backup: 05/03/2014");
+    RootViewController root(app_);
+    Alert sheet = root.settingsSheet(dir_.path().string());
+    EXPECT_TRUE(sheet.actionSheet);
+    EXPECT_EQ(sheet.title, "Latest Backup: 05/03/2014");
+}
+
+}  // namespace
+}  // namespace numbrel
