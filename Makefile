@@ -2,6 +2,7 @@
 # Both install what is missing first.
 
 CLI := build/dev/src/cli/numbrel-cli
+APP := build/dev/src/app/numbrel
 
 .PHONY: all deps build run test test-dev test-asan bench format clean
 
@@ -15,7 +16,7 @@ build: deps
 	@cmake --build --preset dev
 
 run: build
-	@$(CLI) status
+	@$(APP)
 
 test: deps test-dev test-asan
 

@@ -1,0 +1,284 @@
+#include "app_services.h"
+
+#include <QDateTime>
+#include <QDesktopServices>
+#include <QUrl>
+
+#include "plist/date_text.h"
+#include "store/document.h"
+
+namespace numbrel::app {
+
+namespace {
+
+QString qs(const std::string& s) {
+    return QString::fromStdString(s);
+}
+
+QVariantMap toVariant(const Alert& a) {
+    QVariantList buttons;
+    for (const auto& b : a.buttons)
+        buttons << qs(b);
+    return {{"tag", a.tag},       {"title", qs(a.title)},         {"message", qs(a.message)},
+            {"buttons", buttons}, {"actionSheet", a.actionSheet}, {"dismissAfter", a.dismissAfterSeconds}};
+}
+
+const char* accessoryName(Accessory a) {
+    switch (a) {
+        case Accessory::Disclosure:
+            return "disclosure";
+        case Accessory::Check:
+            return "check";
+        case Accessory::Switch:
+            return "switch";
+        case Accessory::Segments:
+            return "segments";
+        case Accessory::None:
+            break;
+    }
+    return "";
+}
+
+Date fromQt(const QDateTime& d) {
+    return Date{d.toMSecsSinceEpoch() / 1000.0 - kUnixToReferenceSeconds};
+}
+QDateTime toQt(Date d) {
+    return QDateTime::fromMSecsSinceEpoch(
+        static_cast<qint64>((d.seconds + kUnixToReferenceSeconds) * 1000.0));
+}
+
+}  // namespace
+
+QVariantList toVariant(const std::vector<Section>& sections) {
+    QVariantList out;
+    for (const Section& s : sections) {
+        QVariantList rows;
+        for (const Row& r : s.rows) {
+            QVariantList segments;
+            for (const auto& seg : r.segments)
+                segments << qs(seg);
+            QVariantMap row{{"label", qs(r.label)},
+                            {"detail", qs(r.detail)},
+                            {"accessory", accessoryName(r.accessory)},
+                            {"tag", r.tag},
+                            {"on", r.on},
+                            {"segments", segments},
+                            {"selectedSegment", r.selectedSegment},
+                            {"enabled", r.enabled},
+                            {"selectable", r.selectable}};
+            if (r.color) row["color"] = QVariantList{r.color->r, r.color->g, r.color->b};
+            rows << row;
+        }
+        out << QVariantMap{{"header", qs(s.header)}, {"footer", qs(s.footer)}, {"rows", rows}};
+    }
+    return out;
+}
+
+void QmlNavigator::present(const Alert& alert) {
+    emit alertRequested(toVariant(alert));
+}
+
+void QmlNavigator::openUrl(const std::string& url) {
+    QDesktopServices::openUrl(QUrl(qs(url)));
+}
+
+Services::Services(NumbrelAppDelegate& app, std::string documentsDir, QObject* parent)
+    : QObject(parent), app_(app), documentsDir_(std::move(documentsDir)), root_(app) {
+    // A saved reading reaches the disk within a second, so that a crash never loses it.
+    saveTimer_.setSingleShot(true);
+    saveTimer_.setInterval(500);
+    connect(&saveTimer_, &QTimer::timeout, this, [this] {
+        if (auto error = app_.saveSettings()) emit saveFailed(qs(*error));
+    });
+}
+
+void Services::touch() {
+    ++revision_;
+    emit changed();
+}
+
+void Services::saveSoon() {
+    saveTimer_.start();
+}
+
+void Services::noteCurrent(int page) {
+    const Row* row = findRow(root_.sections(page), "Current");
+    std::string text = row ? row->detail : "";
+    if (currentTexts_[page] == text) return;
+    currentTexts_[page] = text;
+    ++currentRevision_;
+    emit currentUpdated();
+}
+
+QString Services::title() const {
+    const Array* meters = metersOf(app_.settings());
+    int m = root_.meterIndex();
+    return meters && m < static_cast<int>(meters->size()) ? qs(std::string(stringOf((*meters)[m], "name")))
+                                                          : "Numbrel";
+}
+
+QVariantList Services::toolbar() const {
+    QVariantList out;
+    for (const auto& c : root_.toolbar()) {
+        QVariantList items;
+        for (const auto& i : c.items)
+            items << qs(i);
+        out << QVariantMap{{"tag", c.tag}, {"items", items}, {"selected", c.selected}};
+    }
+    return out;
+}
+
+QVariantList Services::pageSections(int page) const {
+    return toVariant(root_.sections(page));
+}
+
+void Services::setWindowSize(double width, double height) {
+    bool wasLandscape = root_.landscape(), wasTablet = root_.tablet();
+    root_.setWindowSize(width, height);
+    if (wasLandscape != root_.landscape() || wasTablet != root_.tablet()) touch();
+}
+
+void Services::pageAction(int page) {
+    if (page == root_.meterIndex()) return;
+    root_.pageAction(page);
+    touch();
+}
+
+void Services::segmentAction(int tag, int index) {
+    root_.segmentAction(tag, index);
+    touch();
+}
+
+void Services::graphAction() {
+    root_.graphAction();
+    touch();
+}
+
+QVariantMap Services::settingsSheet() const {
+    return toVariant(root_.settingsSheet(documentsDir_));
+}
+
+void Services::openEntry(int readingIndex) {
+    if (root_.numberOfPages() == 0) return;
+    entry_ = std::make_unique<AddViewController>(app_, navigator_, root_.meterIndex(), readingIndex);
+    emit entryChanged();
+}
+
+void Services::entrySelectRow(int row) {
+    if (!entry_) return;
+    entry_->selectRow(0, row);
+    emit entryChanged();
+}
+
+void Services::entryFlipSwitch(int tag, bool on) {
+    if (!entry_) return;
+    entry_->flipSwitch(tag, on);
+    emit entryChanged();
+}
+
+void Services::entryChooseSegment(int tag, int index) {
+    if (!entry_) return;
+    entry_->chooseSegment(tag, index);
+    emit entryChanged();
+}
+
+void Services::entryWheelChanged(int component, int row) {
+    if (!entry_) return;
+    entry_->wheelChanged(component, row);
+    emit entryChanged();
+}
+
+void Services::entryTypeDigit(int digit) {
+    if (!entry_) return;
+    entry_->typeDigit(digit);
+    emit entryChanged();
+}
+
+void Services::entryDeleteDigit() {
+    if (!entry_) return;
+    entry_->deleteDigit();
+    emit entryChanged();
+}
+
+void Services::entrySetDate(const QDateTime& date) {
+    if (!entry_) return;
+    entry_->dateAction(fromQt(date));
+    emit entryChanged();
+}
+
+void Services::entrySave() {
+    if (!entry_) return;
+    // "Reading Saved" or closing comes back through the navigator.
+    QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::dismissRequested, this, [this] {
+        entry_.reset();
+        emit entryClosed();
+    });
+    entry_->saveAction();
+    disconnect(closed);
+    saveSoon();
+    touch();
+    if (entry_) emit entryChanged();
+}
+
+void Services::entryCancel() {
+    entry_.reset();
+    emit entryClosed();
+}
+
+void Services::answerAlert(int tag, int button) {
+    if (entry_ && tag == AddViewController::kSavedTag) {
+        if (button == 1) {
+            entry_->answerAlert(tag, button);
+            root_.pageAction(entry_->meterIndex());
+            touch();
+            emit entryChanged();
+        } else {
+            entryCancel();
+        }
+    }
+}
+
+QString Services::entryTitle() const {
+    return entry_ ? qs(entry_->title()) : QString();
+}
+
+QVariantList Services::entryRows() const {
+    return entry_ ? toVariant(entry_->sections()) : QVariantList();
+}
+
+QVariantList Services::entryWheels() const {
+    QVariantList out;
+    if (!entry_) return out;
+    for (const auto& c : entry_->components())
+        out << QVariantMap{
+            {"separator", c.separator}, {"rows", c.rows}, {"selected", c.selected}, {"decimal", c.decimal}};
+    return out;
+}
+
+bool Services::entryKeyboard() const {
+    return entry_ && entry_->keyboard();
+}
+
+int Services::entryDateMode() const {
+    return entry_ ? static_cast<int>(entry_->dateMode()) : 0;
+}
+
+QDateTime Services::entryDate() const {
+    return entry_ ? toQt(entry_->date()) : QDateTime();
+}
+
+QString Services::decimalSeparator() const {
+    return entry_ ? qs(entry_->decimalSeparator()) : ".";
+}
+
+void Services::enterBackground() {
+    saveTimer_.stop();
+    if (auto error = app_.applicationDidEnterBackground()) emit saveFailed(qs(*error));
+}
+
+void Services::enterForeground() {
+    app_.applicationWillEnterForeground();
+    touch();
+}
+
+}  // namespace numbrel::app

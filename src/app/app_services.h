@@ -1,0 +1,135 @@
+// The app's services as QML sees them: the delegate's document, the main screen and reading entry
+// models, the navigator that turns the models' requests into QML signals, and the lifecycle (saving
+// when the window goes away). Built by main.cpp, the composition root.
+#pragma once
+
+#include <QtQml/qqmlregistration.h>
+#include <QDateTime>
+#include <QObject>
+#include <QTimer>
+#include <QVariant>
+#include <memory>
+
+#include "main/root_view_controller.h"
+#include "readings/add_view_controller.h"
+#include "store/app_delegate.h"
+#include "ui/screen.h"
+
+namespace numbrel::app {
+
+class Services;
+
+// Turns the models' navigation requests into signals for QML.
+class QmlNavigator : public QObject, public Navigator {
+    Q_OBJECT
+public:
+    explicit QmlNavigator(QObject* parent = nullptr) : QObject(parent) {}
+    void push(std::unique_ptr<Screen>) override {}
+    void pop() override { emit popRequested(); }
+    void present(const Alert& alert) override;
+    void dismiss() override { emit dismissRequested(); }
+    void openUrl(const std::string& url) override;
+signals:
+    void alertRequested(QVariantMap alert);
+    void dismissRequested();
+    void popRequested();
+};
+
+class Services : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("made by the application")
+
+    Q_PROPERTY(int pageCount READ pageCount NOTIFY changed)
+    Q_PROPERTY(int meterIndex READ meterIndex NOTIFY changed)
+    Q_PROPERTY(QString title READ title NOTIFY changed)
+    Q_PROPERTY(QVariantList toolbar READ toolbar NOTIFY changed)
+    Q_PROPERTY(bool showPageControl READ showPageControl NOTIFY changed)
+    Q_PROPERTY(int revision READ revision NOTIFY changed)
+    Q_PROPERTY(QObject* navigator READ navigator CONSTANT)
+    Q_PROPERTY(int currentRevision READ currentRevision NOTIFY currentUpdated)
+
+    // Reading entry (when open).
+    Q_PROPERTY(QString entryTitle READ entryTitle NOTIFY entryChanged)
+    Q_PROPERTY(QVariantList entryRows READ entryRows NOTIFY entryChanged)
+    Q_PROPERTY(QVariantList entryWheels READ entryWheels NOTIFY entryChanged)
+    Q_PROPERTY(bool entryKeyboard READ entryKeyboard NOTIFY entryChanged)
+    Q_PROPERTY(int entryDateMode READ entryDateMode NOTIFY entryChanged)
+    Q_PROPERTY(QDateTime entryDate READ entryDate NOTIFY entryChanged)
+    Q_PROPERTY(QString decimalSeparator READ decimalSeparator NOTIFY entryChanged)
+
+public:
+    Services(NumbrelAppDelegate& app, std::string documentsDir, QObject* parent = nullptr);
+
+    NumbrelAppDelegate& delegate() { return app_; }
+    RootViewController& root() { return root_; }
+
+    int pageCount() const { return root_.numberOfPages(); }
+    int meterIndex() const { return root_.meterIndex(); }
+    QString title() const;
+    QVariantList toolbar() const;
+    bool showPageControl() const { return root_.showPageControl(); }
+    int revision() const { return revision_; }
+    int currentRevision() const { return currentRevision_; }
+    // A graph was drawn: its page's Current row may read differently now.
+    void noteCurrent(int page);
+    QObject* navigator() { return &navigator_; }
+
+    Q_INVOKABLE QVariantList pageSections(int page) const;
+    Q_INVOKABLE bool holdsGraphs(int page) const { return root_.holdsGraphs(page); }
+    Q_INVOKABLE void setWindowSize(double width, double height);
+    Q_INVOKABLE void pageAction(int page);
+    Q_INVOKABLE void segmentAction(int tag, int index);
+    Q_INVOKABLE void graphAction();
+    Q_INVOKABLE QVariantMap settingsSheet() const;
+
+    // Reading entry.
+    Q_INVOKABLE void openEntry(int readingIndex = -1);
+    Q_INVOKABLE void entrySelectRow(int row);
+    Q_INVOKABLE void entryFlipSwitch(int tag, bool on);
+    Q_INVOKABLE void entryChooseSegment(int tag, int index);
+    Q_INVOKABLE void entryWheelChanged(int component, int row);
+    Q_INVOKABLE void entryTypeDigit(int digit);
+    Q_INVOKABLE void entryDeleteDigit();
+    Q_INVOKABLE void entrySetDate(const QDateTime& date);
+    Q_INVOKABLE void entrySave();
+    Q_INVOKABLE void entryCancel();
+    Q_INVOKABLE void answerAlert(int tag, int button);
+
+    QString entryTitle() const;
+    QVariantList entryRows() const;
+    QVariantList entryWheels() const;
+    bool entryKeyboard() const;
+    int entryDateMode() const;
+    QDateTime entryDate() const;
+    QString decimalSeparator() const;
+
+    // Lifecycle: the save sequence when the window goes away, the foreground step when it returns.
+    Q_INVOKABLE void enterBackground();
+    Q_INVOKABLE void enterForeground();
+
+signals:
+    void changed();
+    void entryChanged();
+    void entryClosed();
+    void saveFailed(QString message);
+    void currentUpdated();
+
+private:
+    void touch();
+    void saveSoon();
+
+    NumbrelAppDelegate& app_;
+    std::string documentsDir_;
+    RootViewController root_;
+    QmlNavigator navigator_;
+    std::unique_ptr<AddViewController> entry_;
+    QTimer saveTimer_;
+    int revision_ = 0;
+    int currentRevision_ = 0;
+    std::map<int, std::string> currentTexts_;
+};
+
+QVariantList toVariant(const std::vector<Section>& sections);
+
+}  // namespace numbrel::app

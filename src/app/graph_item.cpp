@@ -1,0 +1,160 @@
+#include "graph_item.h"
+
+#include <QFontMetricsF>
+#include <QLinearGradient>
+#include <QPainter>
+#include <QPainterPath>
+
+#include "store/document.h"
+
+namespace numbrel::app {
+
+namespace {
+
+QColor qcolor(const Color& c) {
+    return QColor::fromRgbF(c.r, c.g, c.b, c.a);
+}
+
+QFont fontOf(double size) {
+    QFont font;
+    font.setPixelSize(static_cast<int>(size));
+    return font;
+}
+
+// Text widths from the fonts the painter will use.
+class FontMeasurer final : public TextMeasurer {
+public:
+    double width(std::string_view text, double fontSize) const override {
+        QFontMetricsF metrics(fontOf(fontSize));
+        return metrics.horizontalAdvance(QString::fromUtf8(text.data(), static_cast<int>(text.size())));
+    }
+};
+
+}  // namespace
+
+void paintDisplayList(QPainter& p, const DisplayList& list) {
+    for (const DisplayItem& item : list.items) {
+        if (auto* f = std::get_if<FillRect>(&item)) {
+            p.fillRect(QRectF(f->rect.x, f->rect.y, f->rect.width, f->rect.height), qcolor(f->color));
+        } else if (auto* g = std::get_if<Gradient>(&item)) {
+            QLinearGradient gradient(0, g->rect.y, 0, g->rect.y + g->rect.height);
+            gradient.setColorAt(0, qcolor(g->top));
+            gradient.setColorAt(1, qcolor(g->bottom));
+            p.fillRect(QRectF(g->rect.x, g->rect.y, g->rect.width, g->rect.height), gradient);
+        } else if (auto* l = std::get_if<Line>(&item)) {
+            QPen pen(qcolor(l->color), l->width);
+            if (!l->dash.empty()) {
+                QVector<qreal> dashes;
+                for (double d : l->dash)
+                    dashes << d / l->width;
+                pen.setDashPattern(dashes);
+            }
+            pen.setCapStyle(Qt::FlatCap);
+            p.setRenderHint(QPainter::Antialiasing, l->antialias);
+            p.setPen(pen);
+            // Unsmoothed lines sit on pixel centres, as the platform draws them.
+            double shift = l->antialias ? 0.0 : 0.5;
+            p.drawLine(QPointF(l->from.x + shift, l->from.y + shift),
+                       QPointF(l->to.x + shift, l->to.y + shift));
+        } else if (auto* pl = std::get_if<Polyline>(&item)) {
+            if (pl->points.empty()) continue;
+            QPen pen(qcolor(pl->color), pl->width);
+            pen.setJoinStyle(pl->roundJoins ? Qt::RoundJoin : Qt::MiterJoin);
+            pen.setCapStyle(Qt::RoundCap);
+            p.setRenderHint(QPainter::Antialiasing, true);
+            p.setPen(pen);
+            QPainterPath path(QPointF(pl->points[0].x, pl->points[0].y));
+            for (std::size_t i = 1; i < pl->points.size(); ++i)
+                path.lineTo(pl->points[i].x, pl->points[i].y);
+            p.drawPath(path);
+        } else if (auto* c = std::get_if<ClipBegin>(&item)) {
+            p.save();
+            p.setClipRect(QRectF(c->rect.x, c->rect.y, c->rect.width, c->rect.height));
+        } else if (std::holds_alternative<ClipEnd>(item)) {
+            p.restore();
+        } else if (auto* t = std::get_if<Text>(&item)) {
+            p.setFont(fontOf(t->fontSize));
+            p.setPen(qcolor(t->color));
+            int align = Qt::AlignVCenter | (t->align == Align::Left     ? Qt::AlignLeft
+                                            : t->align == Align::Center ? Qt::AlignHCenter
+                                                                        : Qt::AlignRight);
+            p.drawText(QRectF(t->box.x, t->box.y, t->box.width, t->box.height), align,
+                       QString::fromStdString(t->text));
+        }
+    }
+}
+
+GraphItem::GraphItem(QQuickItem* parent) : QQuickPaintedItem(parent) {
+    setAntialiasing(true);
+    connect(this, &QQuickItem::widthChanged, this, [this] { update(); });
+    connect(this, &QQuickItem::heightChanged, this, [this] { update(); });
+}
+
+void GraphItem::setServices(Services* s) {
+    if (services_ == s) return;
+    if (services_) disconnect(services_, nullptr, this, nullptr);
+    services_ = s;
+    if (services_) connect(services_, &Services::changed, this, [this] { update(); });
+    invalidate();
+}
+
+void GraphItem::setPage(int p) {
+    if (page_ == p) return;
+    page_ = p;
+    invalidate();
+}
+
+void GraphItem::setGraph(int g) {
+    if (graph_ == g) return;
+    graph_ = g;
+    invalidate();
+}
+
+void GraphItem::setHoldX(double x) {
+    if (holdX_ == x) return;
+    holdX_ = x;
+    emit holdChanged();
+    update();
+}
+
+void GraphItem::invalidate() {
+    series_.reset();
+    emit inputsChanged();
+    update();
+}
+
+void GraphItem::paint(QPainter* painter) {
+    if (!services_ || width() < 50 || height() < 50) return;
+    NumbrelAppDelegate& app = services_->delegate();
+    if (!series_ || builtRevision_ != services_->revision()) {
+        std::vector<RootViewController::GraphSpec> specs = services_->root().graphs(page_);
+        if (graph_ >= static_cast<int>(specs.size())) return;
+        spec_ = specs[static_cast<std::size_t>(graph_)];
+        Engine engine = app.engine();
+        series_ = buildSeries(app.settings(), engine, app.formatter(), app.calendar(), spec_.request);
+        builtRevision_ = services_->revision();
+    }
+    const Array* meters = metersOf(app.settings());
+    if (!meters || page_ >= static_cast<int>(meters->size())) return;
+    LayoutRequest request;
+    request.width = width();
+    request.height = height();
+    if (holdX_ >= 0) request.holdX = holdX_;
+    request.period = spec_.request.period;
+    request.cost = spec_.cost;
+    request.theme = static_cast<int>(integerOf(app.settings(), "theme", 4));
+    Engine engine = app.engine();
+    request.average = seriesAverage(*series_, engine, spec_.request, boolOf(app.settings(), "average"));
+    FontMeasurer measurer;
+    GraphLayout layout = layoutGraph(*series_, (*meters)[static_cast<std::size_t>(page_)], request,
+                                     app.formatter(), app.environment(), measurer);
+    paintDisplayList(*painter, layout.list);
+    // The page's Current row shows what the graph that matches the main screen's kind shows.
+    if (spec_.cost == services_->root().graphShowsCost(page_)) {
+        services_->root().averageAction(page_, layout.current, layout.average, spec_.cost);
+        QMetaObject::invokeMethod(
+            services_, [s = services_, page = page_] { s->noteCurrent(page); }, Qt::QueuedConnection);
+    }
+}
+
+}  // namespace numbrel::app

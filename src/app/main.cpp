@@ -1,0 +1,136 @@
+// numbrel: the desktop app. The composition root: it builds the store, the delegate and the services,
+// hands them to QML, and maps window events onto the save sequence.
+#include <QCommandLineParser>
+#include <QDir>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQuickStyle>
+#include <QQuickWindow>
+#include <QTimer>
+#include <QtQml>
+#include <cstdio>
+#include <iostream>
+
+#include "app_services.h"
+#include "plist/date_text.h"
+#include "store/preferences_store.h"
+
+// The QML module's type registration, generated from the adapters' QML_ELEMENT declarations.
+void qml_register_types_Numbrel();
+
+namespace {
+
+int qmlProblems = 0;
+
+void countProblems(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (type == QtWarningMsg || type == QtCriticalMsg || type == QtFatalMsg) ++qmlProblems;
+    std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QGuiApplication application(argc, argv);
+    QGuiApplication::setApplicationName("numbrel");
+    QGuiApplication::setApplicationDisplayName("Numbrel");
+    QQuickStyle::setStyle("Fusion");
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        "Numbrel keeps your utility meter readings and shows what you use and pay.");
+    parser.addHelpOption();
+    QCommandLineOption store("store", "The preferences store.", "FILE");
+    QCommandLineOption documents("documents", "The Documents folder.", "DIR");
+    QCommandLineOption now("now", "The current time (ISO 8601 with an offset).", "TIME");
+    QCommandLineOption tz("tz", "The time zone.", "ZONE");
+    QCommandLineOption locale("locale", "The locale.", "NAME");
+    QCommandLineOption selfTest("self-test",
+                                "Load every screen offscreen and exit; non-zero on any QML warning.");
+    QCommandLineOption screenshot("screenshot", "Render the first screen to a PNG file and exit.", "FILE");
+    QCommandLineOption size("size", "Window size for --screenshot.", "WxH", "390x844");
+    QCommandLineOption entry("entry", "With --screenshot: open reading entry first (wheels or keypad).",
+                             "MODE");
+    parser.addOptions({store, documents, now, tz, locale, selfTest, screenshot, size, entry});
+    parser.process(application);
+
+    using namespace numbrel;
+    Environment system = Environment::system();
+    Environment::Clock clock = &Environment::systemNow;
+    if (parser.isSet(now)) {
+        std::optional<Date> at = parseIso8601(parser.value(now).toStdString());
+        if (!at) {
+            std::cerr << "numbrel: --now needs an ISO 8601 time with an offset or Z\n";
+            return 1;
+        }
+        clock = fixedClock(*at);
+    }
+    Environment env(parser.isSet(locale) ? parser.value(locale).toStdString() : system.localeId(),
+                    parser.isSet(tz) ? parser.value(tz).toStdString() : system.timeZoneId(), clock);
+    PreferencesStore preferences(parser.isSet(store) ? parser.value(store).toStdString()
+                                                     : defaultStorePath());
+    std::string documentsDir =
+        parser.isSet(documents) ? parser.value(documents).toStdString() : defaultDocumentsPath();
+    QDir().mkpath(QString::fromStdString(documentsDir));
+
+    NumbrelAppDelegate delegate(std::move(env), preferences);
+    delegate.applicationDidFinishLaunching();
+    app::Services services(delegate, documentsDir);
+
+    if (parser.isSet(selfTest)) qInstallMessageHandler(countProblems);
+    qml_register_types_Numbrel();
+    qmlRegisterSingletonInstance("Numbrel", 1, 0, "App", &services);
+    QQmlApplicationEngine engine;
+    engine.addImportPath("qrc:/");
+    QVariantList alerts;
+    for (const Alert& a : delegate.takeAlerts())
+        alerts << QVariantMap{{"tag", a.tag},
+                              {"title", QString::fromStdString(a.title)},
+                              {"message", QString::fromStdString(a.message)},
+                              {"buttons", QStringList{"OK"}}};
+    QVariantMap properties{{"startupAlerts", alerts}};
+    if (parser.isSet(screenshot)) {
+        QStringList wh = parser.value(size).split('x');
+        properties["width"] = wh.value(0).toInt();
+        properties["height"] = wh.value(1).toInt();
+    }
+    engine.setInitialProperties(properties);
+    engine.load(QUrl("qrc:/Numbrel/qml/Main.qml"));
+    if (engine.rootObjects().isEmpty()) return 1;
+    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+
+    if (parser.isSet(selfTest)) {
+        // Open reading entry both ways, then quit: every file of the interface has been loaded.
+        QTimer::singleShot(200, [&] {
+            QMetaObject::invokeMethod(window, "selfTest");
+            QTimer::singleShot(500, [&] { QGuiApplication::exit(qmlProblems == 0 ? 0 : 2); });
+        });
+        int rc = QGuiApplication::exec();
+        if (qmlProblems) std::cerr << "numbrel: " << qmlProblems << " QML warnings or errors\n";
+        return rc;
+    }
+    if (parser.isSet(screenshot)) {
+        QString file = parser.value(screenshot);
+        if (parser.isSet(entry))
+            QMetaObject::invokeMethod(window, "openEntryFor", Q_ARG(QVariant, parser.value(entry)));
+        QTimer::singleShot(600, [&] {
+            QImage image = window->grabWindow();
+            bool ok = image.save(file);
+            if (!ok) std::cerr << "numbrel: cannot write " << file.toStdString() << "\n";
+            QGuiApplication::exit(ok ? 0 : 2);
+        });
+        return QGuiApplication::exec();
+    }
+
+    // Hiding, minimising or closing the window is leaving the app: the save sequence runs.
+    QObject::connect(&application, &QGuiApplication::applicationStateChanged,
+                     [&](Qt::ApplicationState state) {
+                         if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended)
+                             services.enterBackground();
+                         if (state == Qt::ApplicationActive) services.enterForeground();
+                     });
+    QObject::connect(window, &QWindow::visibilityChanged, [&](QWindow::Visibility v) {
+        if (v == QWindow::Minimized || v == QWindow::Hidden) services.enterBackground();
+    });
+    QObject::connect(&application, &QGuiApplication::aboutToQuit, [&] { services.enterBackground(); });
+    return QGuiApplication::exec();
+}
