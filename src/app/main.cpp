@@ -48,9 +48,9 @@ int main(int argc, char** argv) {
                                 "Load every screen offscreen and exit; non-zero on any QML warning.");
     QCommandLineOption screenshot("screenshot", "Render the first screen to a PNG file and exit.", "FILE");
     QCommandLineOption size("size", "Window size for --screenshot.", "WxH", "390x844");
-    QCommandLineOption entry("entry", "With --screenshot: open reading entry first (wheels or keypad).",
-                             "MODE");
-    parser.addOptions({store, documents, now, tz, locale, selfTest, screenshot, size, entry});
+    QCommandLineOption show("show", "With --screenshot: show reading entry (\"entry\") or the settings menu (\"sheet\").",
+                            "WHAT");
+    parser.addOptions({store, documents, now, tz, locale, selfTest, screenshot, size, show});
     parser.process(application);
 
     using namespace numbrel;
@@ -110,8 +110,7 @@ int main(int argc, char** argv) {
     }
     if (parser.isSet(screenshot)) {
         QString file = parser.value(screenshot);
-        if (parser.isSet(entry))
-            QMetaObject::invokeMethod(window, "openEntryFor", Q_ARG(QVariant, parser.value(entry)));
+        if (parser.isSet(show)) QMetaObject::invokeMethod(window, "showForScreenshot", Q_ARG(QVariant, parser.value(show)));
         QTimer::singleShot(600, [&] {
             QImage image = window->grabWindow();
             bool ok = image.save(file);

@@ -88,7 +88,8 @@ Page {
                 model: ["1", "2", "3", "4", "5", "6", "7", "8", "9", "", "0", "⌫"]
                 delegate: Button {
                     required property string modelData
-                    visible: modelData !== ""
+                    opacity: modelData === "" ? 0 : 1
+                    enabled: modelData !== ""
                     text: modelData
                     font.pixelSize: 24
                     Layout.preferredWidth: 96

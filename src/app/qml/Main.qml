@@ -24,9 +24,10 @@ ApplicationWindow {
         App.openEntry(readingIndex === undefined ? -1 : readingIndex)
         stack.push(entryPage)
     }
-    // For screenshots: "wheels" or "keypad".
-    function openEntryFor(mode) {
-        openEntry(-1)
+    // For screenshots: "entry" (reading entry) or "sheet" (the settings menu).
+    function showForScreenshot(what) {
+        if (what === "entry") openEntry(-1)
+        if (what === "sheet") alertDialog.show(App.settingsSheet())
     }
     function selfTest() {
         openEntry(-1)

@@ -248,9 +248,12 @@ private:
         for (int k = 0; k < n_; ++k) {
             int i = n_ - 1 - k;
             double v = s_.points[static_cast<std::size_t>(i)];
-            double reference = hasPrevious_ && static_cast<std::size_t>(n_ + i) < s_.points.size()
-                                   ? s_.points[static_cast<std::size_t>(n_ + i)]
-                                   : average_;
+            // A previous-year value of 0 is a year without readings: such a bar is compared with
+            // the average instead.
+            double previous = hasPrevious_ && static_cast<std::size_t>(n_ + i) < s_.points.size()
+                                  ? s_.points[static_cast<std::size_t>(n_ + i)]
+                                  : 0.0;
+            double reference = previous != 0.0 ? previous : average_;
             double y = yOf(v);
             add(FillRect{{L_ + k * w + (hasPrevious_ ? w / 3 : w / 4), y, w / 2, B_ - y},
                          themeColor(v, reference)});
