@@ -48,8 +48,9 @@ int main(int argc, char** argv) {
                                 "Load every screen offscreen and exit; non-zero on any QML warning.");
     QCommandLineOption screenshot("screenshot", "Render the first screen to a PNG file and exit.", "FILE");
     QCommandLineOption size("size", "Window size for --screenshot.", "WxH", "390x844");
-    QCommandLineOption show("show", "With --screenshot: show reading entry (\"entry\") or the settings menu (\"sheet\").",
-                            "WHAT");
+    QCommandLineOption show(
+        "show", "With --screenshot: show reading entry (\"entry\") or the settings menu (\"sheet\").",
+        "WHAT");
     parser.addOptions({store, documents, now, tz, locale, selfTest, screenshot, size, show});
     parser.process(application);
 
@@ -110,7 +111,8 @@ int main(int argc, char** argv) {
     }
     if (parser.isSet(screenshot)) {
         QString file = parser.value(screenshot);
-        if (parser.isSet(show)) QMetaObject::invokeMethod(window, "showForScreenshot", Q_ARG(QVariant, parser.value(show)));
+        if (parser.isSet(show))
+            QMetaObject::invokeMethod(window, "showForScreenshot", Q_ARG(QVariant, parser.value(show)));
         QTimer::singleShot(600, [&] {
             QImage image = window->grabWindow();
             bool ok = image.save(file);
