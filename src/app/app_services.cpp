@@ -102,8 +102,7 @@ void Services::saveSoon() {
 }
 
 void Services::noteCurrent(int page) {
-    const Row* row = findRow(root_.sections(page), "Current");
-    std::string text = row ? row->detail : "";
+    std::string text = detailOf(root_.sections(page), "Current");
     if (currentTexts_[page] == text) return;
     currentTexts_[page] = text;
     ++currentRevision_;

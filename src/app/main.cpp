@@ -14,6 +14,7 @@
 #include "app_services.h"
 #include "plist/date_text.h"
 #include "store/preferences_store.h"
+#include "ui_test.h"
 
 // The QML module's type registration, generated from the adapters' QML_ELEMENT declarations.
 void qml_register_types_Numbrel();
@@ -51,7 +52,8 @@ int main(int argc, char** argv) {
     QCommandLineOption show(
         "show", "With --screenshot: show reading entry (\"entry\") or the settings menu (\"sheet\").",
         "WHAT");
-    parser.addOptions({store, documents, now, tz, locale, selfTest, screenshot, size, show});
+    QCommandLineOption uiTest("ui-test", "Tap +, turn a wheel, save, and check the Readings row; then exit.");
+    parser.addOptions({store, documents, now, tz, locale, selfTest, uiTest, screenshot, size, show});
     parser.process(application);
 
     using namespace numbrel;
@@ -108,6 +110,10 @@ int main(int argc, char** argv) {
         int rc = QGuiApplication::exec();
         if (qmlProblems) std::cerr << "numbrel: " << qmlProblems << " QML warnings or errors\n";
         return rc;
+    }
+    if (parser.isSet(uiTest)) {
+        QTimer::singleShot(300, [&] { QGuiApplication::exit(app::runUiTest(*window, services)); });
+        return QGuiApplication::exec();
     }
     if (parser.isSet(screenshot)) {
         QString file = parser.value(screenshot);

@@ -46,6 +46,7 @@ Dialog {
             delegate: Button {
                 required property string modelData
                 required property int index
+                objectName: "alertButton-" + index
                 text: modelData
                 flat: true
                 Layout.fillWidth: true

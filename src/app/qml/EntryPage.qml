@@ -48,6 +48,7 @@ Page {
                     model: entry.wheelCount
                     delegate: Tumbler {
                         required property int index
+                        objectName: "wheel-" + index
                         property bool isWheel: !entry.wheels[index].separator
                         width: isWheel ? 36 : 14
                         height: 200

@@ -55,6 +55,7 @@ ApplicationWindow {
                 elide: Text.ElideRight
             }
             ToolButton {
+                objectName: "addButton"
                 text: stack.depth > 1 ? qsTr("Save") : "+"
                 font.pixelSize: stack.depth > 1 ? 15 : 26
                 font.bold: stack.depth > 1

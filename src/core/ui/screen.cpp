@@ -9,4 +9,9 @@ const Row* findRow(const std::vector<Section>& sections, const std::string& labe
     return nullptr;
 }
 
+std::string detailOf(const std::vector<Section>& sections, const std::string& label) {
+    const Row* row = findRow(sections, label);
+    return row ? row->detail : std::string();
+}
+
 }  // namespace numbrel

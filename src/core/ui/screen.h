@@ -62,7 +62,10 @@ public:
     virtual void answerAlert(int /*tag*/, int /*button*/) {}
 };
 
-// The row a label sits on, or null.
+// The row a label sits on, or null. Not for a temporary list of sections: the row would dangle.
 const Row* findRow(const std::vector<Section>& sections, const std::string& label);
+const Row* findRow(std::vector<Section>&& sections, const std::string& label) = delete;
+// The detail text of the row a label sits on ("" when there is none).
+std::string detailOf(const std::vector<Section>& sections, const std::string& label);
 
 }  // namespace numbrel

@@ -68,7 +68,7 @@ TEST_F(ReadingEntry, KeypadStopsAtTheDialsWidth) {
     for (int d : {1, 2, 3, 4, 5, 6, 7})
         add.typeDigit(d);
     EXPECT_EQ(add.value(0), 123456);  // 12345.6: the seventh digit is refused
-    EXPECT_EQ(findRow(add.sections(), "Reading")->detail, "12345.6");
+    EXPECT_EQ(detailOf(add.sections(), "Reading"), "12345.6");
     add.deleteDigit();
     EXPECT_EQ(add.value(0), 12345);
     add.typeDigit(9);
@@ -81,7 +81,7 @@ TEST_F(ReadingEntry, KeypadStopsAtTheDialsWidth) {
 
 TEST_F(ReadingEntry, AddingToEveryMeterWithNextMeter) {
     RootViewController root(app_);
-    EXPECT_EQ(findRow(root.sections(0), "Readings")->detail, "None");
+    EXPECT_EQ(detailOf(root.sections(0), "Readings"), "None");
     app_.settings().set("keyboard", true);
     AddViewController add(app_, nav_, 0);
     add.dateAction(at("2026-11-20T08:00:00Z"));
@@ -110,7 +110,7 @@ TEST_F(ReadingEntry, AddingToEveryMeterWithNextMeter) {
     EXPECT_EQ(readings(2), 1u);
     EXPECT_DOUBLE_EQ(value(0, 0), 1000.5);
     EXPECT_DOUBLE_EQ(value(2, 0), 0.3);
-    EXPECT_EQ(findRow(root.sections(0), "Readings")->detail, "20 Nov 2026, 08:00");
+    EXPECT_EQ(detailOf(root.sections(0), "Readings"), "20 Nov 2026, 08:00");
     EXPECT_EQ(root.sections(0).size(), 1u);  // one reading: no graph yet
     EXPECT_EQ(root.sections(0)[0].footer,
               "Add 2 or more readings to see graphs of usage and cost for the selected period");
@@ -138,7 +138,7 @@ TEST_F(ReadingEntry, SavingKeepsDateOrderAndEditsMove) {
     EXPECT_EQ(nav_.dismissals, 3);  // "next" is off: every save closes
 
     RootViewController root(app_);
-    EXPECT_EQ(findRow(root.sections(0), "Change")->detail, "∆ 100.0 kWh, £0.00");
+    EXPECT_EQ(detailOf(root.sections(0), "Change"), "∆ 100.0 kWh, £0.00");
 
     // Edit the oldest into first place.
     AddViewController edit(app_, nav_, 0, 2);
@@ -156,12 +156,12 @@ TEST_F(ReadingEntry, SavingKeepsDateOrderAndEditsMove) {
     EXPECT_DOUBLE_EQ(value(0, 2), 200);
     EXPECT_EQ(nav_.alerts.size(), 0u);  // an edit never offers the next meter
     // A new meter: no usage across the change.
-    EXPECT_EQ(findRow(root.sections(0), "Change")->detail, "∆ 0.0 kWh, £0.00");
+    EXPECT_EQ(detailOf(root.sections(0), "Change"), "∆ 0.0 kWh, £0.00");
 
     // Delete the newest through the document: the rows follow.
     meter(0).find("readings")->array().erase(meter(0).find("readings")->array().begin());
-    EXPECT_EQ(findRow(root.sections(0), "Readings")->detail, "20 Nov 2026, 08:00");
-    EXPECT_EQ(findRow(root.sections(0), "Change")->detail, "∆ 100.0 kWh, £0.00");
+    EXPECT_EQ(detailOf(root.sections(0), "Readings"), "20 Nov 2026, 08:00");
+    EXPECT_EQ(detailOf(root.sections(0), "Change"), "∆ 100.0 kWh, £0.00");
 }
 
 TEST_F(ReadingEntry, DateRowModesAndTheTip) {
@@ -185,7 +185,8 @@ TEST_F(ReadingEntry, RegisterChooser) {
     meter(0).set("economy7", 1);
     AddViewController add(app_, nav_, 0);
     EXPECT_EQ(add.registerChoices(), (std::vector<std::string>{"Night", "Day"}));
-    const Row* reading = findRow(add.sections(), "Reading");
+    std::vector<Section> sections = add.sections();
+    const Row* reading = findRow(sections, "Reading");
     EXPECT_EQ(reading->accessory, Accessory::Segments);
     add.chooseSegment(1, 1);
     add.typeDigit(5);

@@ -1,0 +1,93 @@
+#include "ui_test.h"
+
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTest>
+#include <iostream>
+
+#include "app_services.h"
+#include "store/document.h"
+
+namespace numbrel::app {
+
+namespace {
+
+// Items made by repeaters have no QObject parent: search the visual tree.
+QQuickItem* findIn(QQuickItem* item, const QString& name) {
+    if (!item) return nullptr;
+    if (item->objectName() == name && item->isVisible()) return item;
+    for (QQuickItem* child : item->childItems())
+        if (QQuickItem* found = findIn(child, name)) return found;
+    return nullptr;
+}
+
+QQuickItem* find(QQuickWindow& window, const QString& name) {
+    QQuickItem* root = window.contentItem();
+    while (root->parentItem()) root = root->parentItem();
+    return findIn(root, name);
+}
+
+QPoint centreOf(QQuickItem* item) { return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint(); }
+
+bool waitFor(const std::function<bool()>& condition, int ms = 3000) {
+    for (int waited = 0; waited < ms; waited += 20) {
+        if (condition()) return true;
+        QTest::qWait(20);
+    }
+    return condition();
+}
+
+bool fail(const char* step) {
+    std::cerr << "ui test: " << step << "\n";
+    return false;
+}
+
+std::string readingsRow(Services& services) {
+    return detailOf(services.root().sections(0), "Readings");
+}
+
+bool run(QQuickWindow& window, Services& services) {
+    if (readingsRow(services) != "None") return fail("a fresh store should show no readings");
+    QQuickItem* add = find(window, "addButton");
+    if (!add) return fail("no + button");
+    QTest::mouseClick(&window, Qt::LeftButton, {}, centreOf(add));
+    QQuickItem* wheel = nullptr;
+    if (!waitFor([&] { return (wheel = find(window, "wheel-4")) && wheel->isVisible() && wheel->width() > 0; }))
+        return fail("reading entry did not open with wheels");
+    QTest::qWait(400);  // the page transition
+
+    // Turn the last whole-number wheel by dragging it up by about two rows.
+    int before = wheel->property("currentIndex").toInt();
+    QPoint start = centreOf(wheel);
+    QTest::mousePress(&window, Qt::LeftButton, {}, start);
+    for (int dy = 0; dy <= 80; dy += 8) QTest::mouseMove(&window, start - QPoint(0, dy), 15);
+    QTest::mouseRelease(&window, Qt::LeftButton, {}, start - QPoint(0, 80), 15);
+    if (!waitFor([&] { return !wheel->property("moving").toBool(); })) return fail("the wheel kept moving");
+    int turned = wheel->property("currentIndex").toInt() - before;
+    if (turned <= 0) return fail("the wheel did not turn");
+
+    QTest::mouseClick(&window, Qt::LeftButton, {}, centreOf(find(window, "addButton")));  // "Save"
+    QQuickItem* done = nullptr;
+    if (!waitFor([&] { return (done = find(window, "alertButton-0")) && done->isVisible(); }))
+        return fail("no \"Reading Saved\" alert");
+    QTest::qWait(300);
+    QTest::mouseClick(&window, Qt::LeftButton, {}, centreOf(done));
+    if (!waitFor([&] { return readingsRow(services) != "None"; })) return fail("the Readings row did not change");
+
+    const Value& meter = (*metersOf(services.delegate().settings()))[0];
+    const Value& reading = meter.find("readings")->array()[0];
+    double value = reading.find("reading")->array()[0].real();
+    if (value != turned * 1.0) {
+        std::cerr << "ui test: saved " << value << ", expected " << turned << "\n";
+        return false;
+    }
+    std::cout << "ui test: saved a reading of " << value << "; the Readings row shows \"" << readingsRow(services)
+              << "\"\n";
+    return true;
+}
+
+}  // namespace
+
+int runUiTest(QQuickWindow& window, Services& services) { return run(window, services) ? 0 : 1; }
+
+}  // namespace numbrel::app
