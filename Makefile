@@ -34,7 +34,7 @@ bench: build
 	@for b in build/dev/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
 
 format:
-	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+	@{ git ls-files; git ls-files --others --exclude-standard; } | grep -E '\.(cpp|h)$$' | xargs clang-format -i
 
 clean:
 	@rm -rf build

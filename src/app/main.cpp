@@ -101,6 +101,17 @@ int main(int argc, char** argv) {
     if (engine.rootObjects().isEmpty()) return 1;
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
 
+    // Hiding, minimising or closing the window is leaving the app: the save sequence runs.
+    QObject::connect(&application, &QGuiApplication::applicationStateChanged,
+                     [&](Qt::ApplicationState state) {
+                         if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended)
+                             services.enterBackground();
+                         if (state == Qt::ApplicationActive) services.enterForeground();
+                     });
+    QObject::connect(window, &QWindow::visibilityChanged, [&](QWindow::Visibility v) {
+        if (v == QWindow::Minimized || v == QWindow::Hidden) services.enterBackground();
+    });
+    QObject::connect(&application, &QGuiApplication::aboutToQuit, [&] { services.enterBackground(); });
     if (parser.isSet(selfTest)) {
         // Open reading entry both ways, then quit: every file of the interface has been loaded.
         QTimer::singleShot(200, [&] {
@@ -128,16 +139,5 @@ int main(int argc, char** argv) {
         return QGuiApplication::exec();
     }
 
-    // Hiding, minimising or closing the window is leaving the app: the save sequence runs.
-    QObject::connect(&application, &QGuiApplication::applicationStateChanged,
-                     [&](Qt::ApplicationState state) {
-                         if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended)
-                             services.enterBackground();
-                         if (state == Qt::ApplicationActive) services.enterForeground();
-                     });
-    QObject::connect(window, &QWindow::visibilityChanged, [&](QWindow::Visibility v) {
-        if (v == QWindow::Minimized || v == QWindow::Hidden) services.enterBackground();
-    });
-    QObject::connect(&application, &QGuiApplication::aboutToQuit, [&] { services.enterBackground(); });
     return QGuiApplication::exec();
 }

@@ -1,5 +1,6 @@
 #include "ui_test.h"
 
+#include <QFile>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
@@ -23,11 +24,14 @@ QQuickItem* findIn(QQuickItem* item, const QString& name) {
 
 QQuickItem* find(QQuickWindow& window, const QString& name) {
     QQuickItem* root = window.contentItem();
-    while (root->parentItem()) root = root->parentItem();
+    while (root->parentItem())
+        root = root->parentItem();
     return findIn(root, name);
 }
 
-QPoint centreOf(QQuickItem* item) { return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint(); }
+QPoint centreOf(QQuickItem* item) {
+    return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+}
 
 bool waitFor(const std::function<bool()>& condition, int ms = 3000) {
     for (int waited = 0; waited < ms; waited += 20) {
@@ -52,7 +56,8 @@ bool run(QQuickWindow& window, Services& services) {
     if (!add) return fail("no + button");
     QTest::mouseClick(&window, Qt::LeftButton, {}, centreOf(add));
     QQuickItem* wheel = nullptr;
-    if (!waitFor([&] { return (wheel = find(window, "wheel-4")) && wheel->isVisible() && wheel->width() > 0; }))
+    if (!waitFor(
+            [&] { return (wheel = find(window, "wheel-4")) && wheel->isVisible() && wheel->width() > 0; }))
         return fail("reading entry did not open with wheels");
     QTest::qWait(400);  // the page transition
 
@@ -60,7 +65,8 @@ bool run(QQuickWindow& window, Services& services) {
     int before = wheel->property("currentIndex").toInt();
     QPoint start = centreOf(wheel);
     QTest::mousePress(&window, Qt::LeftButton, {}, start);
-    for (int dy = 0; dy <= 80; dy += 8) QTest::mouseMove(&window, start - QPoint(0, dy), 15);
+    for (int dy = 0; dy <= 80; dy += 8)
+        QTest::mouseMove(&window, start - QPoint(0, dy), 15);
     QTest::mouseRelease(&window, Qt::LeftButton, {}, start - QPoint(0, 80), 15);
     if (!waitFor([&] { return !wheel->property("moving").toBool(); })) return fail("the wheel kept moving");
     int turned = wheel->property("currentIndex").toInt() - before;
@@ -72,7 +78,8 @@ bool run(QQuickWindow& window, Services& services) {
         return fail("no \"Reading Saved\" alert");
     QTest::qWait(300);
     QTest::mouseClick(&window, Qt::LeftButton, {}, centreOf(done));
-    if (!waitFor([&] { return readingsRow(services) != "None"; })) return fail("the Readings row did not change");
+    if (!waitFor([&] { return readingsRow(services) != "None"; }))
+        return fail("the Readings row did not change");
 
     const Value& meter = (*metersOf(services.delegate().settings()))[0];
     const Value& reading = meter.find("readings")->array()[0];
@@ -81,13 +88,19 @@ bool run(QQuickWindow& window, Services& services) {
         std::cerr << "ui test: saved " << value << ", expected " << turned << "\n";
         return false;
     }
-    std::cout << "ui test: saved a reading of " << value << "; the Readings row shows \"" << readingsRow(services)
-              << "\"\n";
+    // The store is written within a second of saving a reading.
+    std::string path = services.delegate().store().path();
+    if (!waitFor([&] { return QFile::exists(QString::fromStdString(path)); }, 1500))
+        return fail("the store was not written within a second of saving");
+    std::cout << "ui test: saved a reading of " << value << "; the Readings row shows \""
+              << readingsRow(services) << "\"\n";
     return true;
 }
 
 }  // namespace
 
-int runUiTest(QQuickWindow& window, Services& services) { return run(window, services) ? 0 : 1; }
+int runUiTest(QQuickWindow& window, Services& services) {
+    return run(window, services) ? 0 : 1;
+}
 
 }  // namespace numbrel::app
