@@ -2,6 +2,7 @@
 // hands them to QML, and maps window events onto the save sequence.
 #include <QCommandLineParser>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
@@ -31,6 +32,8 @@ void countProblems(QtMsgType type, const QMessageLogContext& context, const QStr
 }  // namespace
 
 int main(int argc, char** argv) {
+    QElapsedTimer sinceStart;
+    sinceStart.start();
     QGuiApplication application(argc, argv);
     QGuiApplication::setApplicationName("numbrel");
     QGuiApplication::setApplicationDisplayName("Numbrel");
@@ -127,6 +130,14 @@ int main(int argc, char** argv) {
         return QGuiApplication::exec();
     }
     if (parser.isSet(screenshot)) {
+        QObject::connect(
+            window, &QQuickWindow::frameSwapped, window,
+            [&, reported = false]() mutable {
+                if (!reported)
+                    std::cerr << "numbrel: first frame " << sinceStart.elapsed() << " ms after start\n";
+                reported = true;
+            },
+            Qt::DirectConnection);
         QString file = parser.value(screenshot);
         if (parser.isSet(show))
             QMetaObject::invokeMethod(window, "showForScreenshot", Q_ARG(QVariant, parser.value(show)));
