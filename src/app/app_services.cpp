@@ -225,6 +225,10 @@ void Services::entryCancel() {
 }
 
 void Services::answerAlert(int tag, int button) {
+    if (tag == RootViewController::kReviewTag) {
+        root_.answerReview(button);
+        return;
+    }
     if (entry_ && tag == AddViewController::kSavedTag) {
         if (button == 1) {
             entry_->answerAlert(tag, button);
@@ -278,6 +282,10 @@ void Services::enterBackground() {
 void Services::enterForeground() {
     app_.applicationWillEnterForeground();
     touch();
+}
+
+void Services::appear() {
+    if (std::optional<Alert> question = root_.appearAction()) navigator_.present(*question);
 }
 
 }  // namespace numbrel::app

@@ -82,6 +82,7 @@ public:
     Q_INVOKABLE void segmentAction(int tag, int index);
     Q_INVOKABLE void graphAction();
     Q_INVOKABLE QVariantMap settingsSheet() const;
+    Q_INVOKABLE void appear();
 
     // Reading entry.
     Q_INVOKABLE void openEntry(int readingIndex = -1);

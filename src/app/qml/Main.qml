@@ -18,6 +18,7 @@ ApplicationWindow {
     Component.onCompleted: {
         App.setWindowSize(width, height)
         for (const a of startupAlerts) alertDialog.show(a)
+        App.appear()
     }
 
     function openEntry(readingIndex) {

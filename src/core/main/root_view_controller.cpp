@@ -240,6 +240,31 @@ void RootViewController::averageAction(int page, double current, double average,
     current_[page] = text(current) + "  " + arrow + " " + text(std::abs(current - average));
 }
 
+std::optional<Alert> RootViewController::appearAction() {
+    if (boolOf(app_.settings(), "tour", true) && nextTag_ == 100) {
+        if (tourHook_) tourHook_();
+        return std::nullopt;
+    }
+    nextTag_ = 100;
+    const Value* review = app_.settings().find("review");
+    if (review && review->isDate() && review->date() < app_.environment().now()) {
+        return Alert{kReviewTag,
+                     tr("iTunes Review"),
+                     tr("If you like my app, please consider leaving a quick review on iTunes"),
+                     {tr("No Thanks!"), tr("OK"), tr("Remind Me Later")}};
+    }
+    return std::nullopt;
+}
+
+void RootViewController::answerReview(int button) {
+    if (button == 2) {
+        app_.settings().set("review", app_.calendar().addDays(app_.environment().now(), 7));
+        return;
+    }
+    app_.settings().set("review", kDistantFuture);
+    if (button == 1 && reviewHook_) reviewHook_();
+}
+
 Alert RootViewController::settingsSheet(const std::string& documentsDir) const {
     Alert sheet;
     sheet.tag = kSettingsSheetTag;

@@ -2,7 +2,9 @@
 // controls, and the settings menu. The GUI draws what this model says and reports what the user did.
 #pragma once
 
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -64,6 +66,16 @@ public:
     Alert settingsSheet(const std::string& documentsDir) const;
 
     static constexpr int kSettingsSheetTag = 20;
+    static constexpr int kReviewTag = 30;
+
+    // The screen is shown: the tour starts when "tour" is on (through the hook, until the tour
+    // exists); otherwise, once the "review" date has passed, the review question is returned.
+    std::optional<Alert> appearAction();
+    void setTourHook(std::function<void()> hook) { tourHook_ = std::move(hook); }
+    // The answer to the review question: "No Thanks!" and "OK" never ask again, "Remind Me Later"
+    // asks in seven days. Opening the store page is the hook's business.
+    void answerReview(int button);
+    void setReviewHook(std::function<void()> hook) { reviewHook_ = std::move(hook); }
 
 private:
     const Value* meter(int page) const;
@@ -74,6 +86,8 @@ private:
     double width_ = 390, height_ = 844;
     int tariffIndex_ = 0;
     std::map<int, std::string> current_;  // Current row text per page, from the last drawing
+    int nextTag_ = 100;                   // the tour's next step; 100 when no tour runs
+    std::function<void()> tourHook_, reviewHook_;
 };
 
 // "Latest Backup: <short date>" from the newest backup file name in the folder, or

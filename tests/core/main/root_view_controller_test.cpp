@@ -100,6 +100,26 @@ TEST_F(MainScreen, PagesRowsAndGraphs) {
     EXPECT_FALSE(root.holdsGraphs(0));
 }
 
+TEST_F(MainScreen, TourThenTheReviewQuestion) {
+    RootViewController root(app_);
+    int tours = 0;
+    root.setTourHook([&] { ++tours; });
+    EXPECT_FALSE(root.appearAction());  // "tour" is on at first start
+    EXPECT_EQ(tours, 1);
+    app_.settings().set("tour", false);
+    EXPECT_FALSE(root.appearAction());  // the review date (30 days on) has not come
+    app_.settings().set("review", at("2026-11-01T00:00:00Z"));
+    std::optional<Alert> question = root.appearAction();
+    ASSERT_TRUE(question);
+    EXPECT_EQ(question->title, "iTunes Review");
+    EXPECT_EQ(question->buttons, (std::vector<std::string>{"No Thanks!", "OK", "Remind Me Later"}));
+    root.answerReview(2);
+    EXPECT_EQ(app_.settings().find("review")->date(), at("2026-11-29T12:00:00Z"));
+    root.answerReview(0);
+    EXPECT_EQ(app_.settings().find("review")->date(), kDistantFuture);
+    EXPECT_FALSE(root.appearAction());
+}
+
 TEST_F(MainScreen, LatestBackupLine) {
     EXPECT_EQ(latestBackupLine(dir_.path().string(), app_.environment()), "No Backups Found!");
     for (const char* name : {"nb20140305@071502.bak", "NB20150101@000000.bak", "nb19991231@000000.bak",
