@@ -80,6 +80,8 @@ int main(int argc, char** argv) {
 
     NumbrelAppDelegate delegate(std::move(env), preferences);
     delegate.applicationDidFinishLaunching();
+    if (qEnvironmentVariableIsSet("NUMBREL_TIMING"))
+        std::cerr << "store loaded " << sinceStart.elapsed() << " ms\n";
     app::Services services(delegate, documentsDir);
 
     if (parser.isSet(selfTest)) qInstallMessageHandler(countProblems);
@@ -102,6 +104,8 @@ int main(int argc, char** argv) {
     engine.setInitialProperties(properties);
     engine.load(QUrl("qrc:/Numbrel/qml/Main.qml"));
     if (engine.rootObjects().isEmpty()) return 1;
+    if (qEnvironmentVariableIsSet("NUMBREL_TIMING"))
+        std::cerr << "interface loaded " << sinceStart.elapsed() << " ms\n";
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
 
     // Hiding, minimising or closing the window is leaving the app: the save sequence runs.
