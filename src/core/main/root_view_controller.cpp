@@ -162,9 +162,9 @@ std::vector<RootViewController::GraphSpec> RootViewController::graphs(int page) 
         out.push_back(usage);
         out.push_back(cost);
     } else {
-        GraphSpec spec{request, graphShowsCost(page)};
-        spec.request.cost = spec.cost;
-        out.push_back(spec);
+        GraphSpec only{request, graphShowsCost(page)};
+        only.request.cost = only.cost;
+        out.push_back(only);
     }
     return out;
 }
