@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <limits>
 
 #include "store/calendar.h"
 
@@ -312,16 +313,31 @@ int Engine::rateAt(int meter, Date t) const {
 template <typename Charge>
 static double overRateChanges(const Value& meter, Date start, Date end, Charge charge) {
     const Value* previous = meter.find(key::previous);
+    const int n = static_cast<int>(previous ? previous->size() : 0);
+    // The "to" dates, read once (NaN where a rate change has none), for the cuts and for the rates
+    // in force after the last cut.
+    constexpr int kRemembered = 32;
+    double tos[kRemembered];
     Date cursor = start;
     double sum = 0.0;
-    for (int i = static_cast<int>(previous ? previous->size() : 0) - 1; i >= 0; --i) {
+    for (int i = n - 1; i >= 0; --i) {
         const Value* change = previous->at(static_cast<std::size_t>(i));
         const Value* to = change ? change->find(key::to) : nullptr;
-        if (!to || !to->isDate() || !(to->date() > start && to->date() < end)) continue;
-        sum += charge(i, cursor, to->date());
-        cursor = to->date();
+        double t = to && to->isDate() ? to->date().seconds : std::numeric_limits<double>::quiet_NaN();
+        if (i < kRemembered) tos[i] = t;
+        if (!(t > start.seconds && t < end.seconds)) continue;
+        sum += charge(i, cursor, Date{t});
+        cursor = Date{t};
     }
-    return sum + charge(rateIn(meter, cursor), cursor, end);
+    if (n > kRemembered) return sum + charge(rateIn(meter, cursor), cursor, end);
+    int rate = -1;
+    for (int i = n - 1; i >= 0; --i) {
+        if (tos[i] > cursor.seconds) {  // NaN compares false: no "to", never in force
+            rate = i;
+            break;
+        }
+    }
+    return sum + charge(rate, cursor, end);
 }
 
 double Engine::pairCost(const Value& meter, int tariff, int a, int b) const {
