@@ -19,54 +19,66 @@ Page {
 
         Repeater {
             model: App.pageCount
-            delegate: Item {
-                id: meterPage
+            // Pages further than one from the visible page are empty placeholders, so that many
+            // meters cost no more than three.
+            delegate: Loader {
+                id: pageLoader
                 required property int index
-                property var sections: (App.revision, App.currentRevision, App.pageSections(index))
-                property var tables: sections.filter(s => s.rows.length === 0 || s.rows[0].label !== "Graph")
-                property int graphCount: sections.length - tables.length
+                active: Math.abs(index - pager.currentIndex) <= 1
+                sourceComponent: meterPageComponent
+                onLoaded: item.index = index
+            }
+        }
+    }
 
-                ColumnLayout {
-                    anchors.fill: parent
-                    anchors.topMargin: 8
-                    spacing: 12
-                    Repeater {
-                        model: meterPage.tables
-                        delegate: TableSection {
-                            required property var modelData
-                            Layout.fillWidth: true
-                            model: modelData
-                        }
+    Component {
+        id: meterPageComponent
+        Item {
+            id: meterPage
+            property int index: -1
+            property var sections: index < 0 ? [] : (App.revision, App.currentRevision, App.pageSections(index))
+            property var tables: sections.filter(s => s.rows.length === 0 || s.rows[0].label !== "Graph")
+            property int graphCount: sections.length - tables.length
+
+            ColumnLayout {
+                anchors.fill: parent
+                anchors.topMargin: 8
+                spacing: 12
+                Repeater {
+                    model: meterPage.tables
+                    delegate: TableSection {
+                        required property var modelData
+                        Layout.fillWidth: true
+                        model: modelData
                     }
-                    Repeater {
-                        model: meterPage.graphCount
-                        delegate: Rectangle {
-                            required property int index
-                            Layout.fillWidth: true
-                            Layout.fillHeight: true
-                            Layout.bottomMargin: 4
-                            color: "white"
-                            GraphItem {
-                                id: graph
-                                anchors.fill: parent
-                                visible: App.holdsGraphs(meterPage.index)
-                                services: App
-                                page: meterPage.index
-                                graph: parent.index
-                            }
-                            MouseArea {
-                                anchors.fill: parent
-                                pressAndHoldInterval: 500
-                                onPressAndHold: (mouse) => { pager.holding = true; graph.holdX = mouse.x }
-                                onPositionChanged: (mouse) => { if (pager.holding) graph.holdX = mouse.x }
-                                onReleased: { pager.holding = false; graph.holdX = -1 }
-                                onCanceled: { pager.holding = false; graph.holdX = -1 }
-                                onDoubleClicked: App.graphAction()
-                            }
-                        }
-                    }
-                    Item { Layout.fillHeight: meterPage.graphCount === 0 }
                 }
+                Repeater {
+                    model: meterPage.graphCount
+                    delegate: Rectangle {
+                        required property int index
+                        Layout.fillWidth: true
+                        Layout.fillHeight: true
+                        Layout.bottomMargin: 4
+                        color: "white"
+                        GraphItem {
+                            id: graph
+                            anchors.fill: parent
+                            services: App
+                            page: meterPage.index
+                            graph: parent.index
+                        }
+                        MouseArea {
+                            anchors.fill: parent
+                            pressAndHoldInterval: 500
+                            onPressAndHold: (mouse) => { pager.holding = true; graph.holdX = mouse.x }
+                            onPositionChanged: (mouse) => { if (pager.holding) graph.holdX = mouse.x }
+                            onReleased: { pager.holding = false; graph.holdX = -1 }
+                            onCanceled: { pager.holding = false; graph.holdX = -1 }
+                            onDoubleClicked: App.graphAction()
+                        }
+                    }
+                }
+                Item { Layout.fillHeight: meterPage.graphCount === 0 }
             }
         }
     }
