@@ -149,6 +149,7 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     addStoreCommands(commands);
     addCostCommands(commands);
     addGraphCommands(commands);
+    addReadingsCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;

@@ -148,6 +148,18 @@ class Cli(unittest.TestCase):
         self.run_cli("graph", "0", "--period", "day", "--size", "huge", "-o", svg, expect=1)
         self.run_cli("graph", "0", "--period", "day", expect=1)
 
+    def test_export(self):
+        out = subprocess.run([CLI, "--store", self.store, *PINNED, "export", "Electricity"], capture_output=True)
+        self.assertEqual(out.returncode, 0, out.stderr)
+        lines = out.stdout.split(b"\r\n")
+        self.assertEqual(lines[0], b'"Meter","Date","Reading","Daily Usage","Daily Cost","Total Usage","Total Cost"')
+        self.assertEqual(lines[3], b'"Electricity","20/09/2026, 09:00:00","800.0","0","0","0","0"')
+        path = os.path.join(self.tmp.name, "all.csv")
+        self.run_cli("export", "--all", "-o", path)
+        self.assertTrue(open(path, "rb").read().startswith(b'"Meter","Date","Reading 1","Reading 2","Reading 3"'))
+        self.run_cli("export", expect=1)
+        self.run_cli("export", "0", "--all", expect=1)
+
     def test_help(self):
         result = subprocess.run([CLI, "--help"], capture_output=True, text=True)
         self.assertEqual(result.returncode, 0)

@@ -118,13 +118,20 @@ int Formatter::currencyPrecision(const Value& meter) const {
 }
 
 std::string Formatter::formatDate(Date date, DateStyle style, bool withTime) const {
-    int key = (style == DateStyle::Short ? 0 : 1) * 2 + (withTime ? 1 : 0);
+    return formatDate(date, style, withTime ? TimeStyle::Short : TimeStyle::None);
+}
+
+std::string Formatter::formatDate(Date date, DateStyle style, TimeStyle time) const {
+    int key = (style == DateStyle::Short ? 0 : 1) * 3 + static_cast<int>(time);
     auto& format = cache_->dates[key];
     if (!format) {
         auto dateStyle = style == DateStyle::Short ? icu::DateFormat::kShort : icu::DateFormat::kMedium;
-        format.reset(withTime ? icu::DateFormat::createDateTimeInstance(dateStyle, icu::DateFormat::kShort,
-                                                                        cache_->locale)
-                              : icu::DateFormat::createDateInstance(dateStyle, cache_->locale));
+        if (time == TimeStyle::None) {
+            format.reset(icu::DateFormat::createDateInstance(dateStyle, cache_->locale));
+        } else {
+            auto timeStyle = time == TimeStyle::Short ? icu::DateFormat::kShort : icu::DateFormat::kMedium;
+            format.reset(icu::DateFormat::createDateTimeInstance(dateStyle, timeStyle, cache_->locale));
+        }
         if (!format) return {};
         format->setTimeZone(*cache_->zone);
     }

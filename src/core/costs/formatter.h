@@ -42,9 +42,11 @@ public:
     int currencyPrecision(const Value& meter) const;
 
     enum class DateStyle { Short, Medium };
+    enum class TimeStyle { None, Short, Medium };
     // A date in the device locale and time zone: the date in the given style, then the time (short)
     // when withTime is set.
     std::string formatDate(Date date, DateStyle style, bool withTime) const;
+    std::string formatDate(Date date, DateStyle style, TimeStyle time) const;
 
 private:
     struct Cache;

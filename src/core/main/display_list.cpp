@@ -1,5 +1,6 @@
 #include "main/display_list.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -11,8 +12,9 @@ std::string num(double v) {
     char buf[32];
     double r = std::round(v * 100) / 100;
     if (r == 0) r = 0;  // no "-0"
-    std::snprintf(buf, sizeof buf, "%.2f", r);
-    std::string s = buf;
+    // Not printf: the process locale may write a decimal comma, which SVG and golden files must not have.
+    auto [end, ec] = std::to_chars(buf, buf + sizeof buf, r, std::chars_format::fixed, 2);
+    std::string s(buf, end);
     while (s.back() == '0')
         s.pop_back();
     if (s.back() == '.') s.pop_back();

@@ -4,6 +4,7 @@
 #include <unicode/timezone.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -201,8 +202,11 @@ private:
         if (hasPrevious_ && static_cast<std::size_t>(n_ + i) < s_.points.size()) {
             double previous = s_.points[static_cast<std::size_t>(n_ + i)];
             double change = previous != 0 ? (value - previous) * 100 / previous : 0.0;
-            char pct[32];
-            std::snprintf(pct, sizeof pct, "%+.1f%%", change);
+            // "%+.1f%%", written without the process locale's decimal separator.
+            char digits[32];
+            auto [end, ec] =
+                std::to_chars(digits, digits + sizeof digits, change, std::chars_format::fixed, 1);
+            std::string pct = (change >= 0 ? "+" : "") + std::string(digits, end) + "%";
             std::string text = label + ": " + number(value) + " (" + number(previous) + ", " + pct + ")";
             if (measure_.width(text, kFont) < 0.9 * W_) return text;
             return label + ": " + number(value) + " (" + number(previous) + ")";
