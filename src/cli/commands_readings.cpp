@@ -1,8 +1,11 @@
 // Commands over readings: export.
+#include <algorithm>
 #include <fstream>
 
 #include "cli_context.h"
 #include "readings/csv_export.h"
+#include "readings/readings_view_controller.h"
+#include "ui/screen.h"
 
 namespace numbrel::cli {
 
@@ -26,6 +29,69 @@ void exportCommand(Context& ctx, Args& args) {
     if (!out) throw InputError("cannot write " + *output);
 }
 
+// Alerts are collected, not shown.
+class CollectingNavigator : public Navigator {
+public:
+    void push(std::unique_ptr<Screen>) override {}
+    void pop() override { ++pops; }
+    void present(const Alert& alert) override { alerts.push_back(alert); }
+    void dismiss() override {}
+    void openUrl(const std::string&) override {}
+    std::vector<Alert> alerts;
+    int pops = 0;
+};
+
+void readings(Context& ctx, Args& args) {
+    if (!args.flag("--json")) throw UsageError("readings writes JSON only: add --json");
+    bool bills = args.flag("--bills");
+    std::optional<std::string> period = args.option("--period");
+    std::vector<std::string> rest = args.positionals();
+    if (rest.size() != 1) throw UsageError("readings needs one METER");
+    int meter = static_cast<int>(ctx.meterIndex(rest[0]));
+    CollectingNavigator nav;
+    ReadingsViewController list(ctx.delegate(), nav, meter);
+    if (period) {
+        static const char* const kPeriods[] = {"delta", "day", "week", "month", "quarter", "year"};
+        auto p = std::find(std::begin(kPeriods), std::end(kPeriods), *period);
+        if (p == std::end(kPeriods)) throw UsageError("--period is delta, day, week, month, quarter or year");
+        list.periodAction(static_cast<int>(p - std::begin(kPeriods)));
+    }
+    if (bills) {
+        list.usageSheet();
+        list.answerUsageSheet(2);  // "Between Bills"
+        if (!list.bills()) throw InputError("the meter has no readings marked as bills");
+    }
+    auto out = nlohmann::ordered_json::array();
+    for (const auto& section : list.sections()) {
+        auto rows = nlohmann::ordered_json::array();
+        for (const auto& r : section.rows)
+            rows.push_back({{"index", r.index},
+                            {"date", r.date},
+                            {"registers", r.registers},
+                            {"usage", r.usage},
+                            {"cost", r.cost},
+                            {"registerUsage", r.registerUsage},
+                            {"bill", r.bill}});
+        out.push_back({{"title", section.title}, {"rows", rows}});
+    }
+    ctx.out() << out.dump(2) << "\n";
+}
+
+void bill(Context& ctx, Args& args) {
+    if (!args.flag("--json")) throw UsageError("bill writes JSON only: add --json");
+    std::vector<std::string> rest = args.positionals();
+    if (rest.size() != 2 || (rest[1] != "since-last" && rest[1] != "next"))
+        throw UsageError("bill needs METER and since-last or next");
+    CollectingNavigator nav;
+    ReadingsViewController list(ctx.delegate(), nav, static_cast<int>(ctx.meterIndex(rest[0])));
+    list.usageSheet();
+    list.answerUsageSheet(rest[1] == "next" ? 1 : 0);
+    if (nav.alerts.empty()) throw InputError("no bill figures");
+    ctx.out()
+        << nlohmann::ordered_json{{"title", nav.alerts[0].title}, {"message", nav.alerts[0].message}}.dump()
+        << "\n";
+}
+
 }  // namespace
 
 void addReadingsCommands(std::vector<Command>& commands) {
@@ -34,6 +100,14 @@ void addReadingsCommands(std::vector<Command>& commands) {
          "Writes the CSV export of one meter or of all meters, exactly as the app exports it (ASCII, "
          "or UTF-16 with a byte-order mark when a text needs it), to FILE or to standard output.",
          exportCommand});
+    commands.push_back(
+        {"readings", "readings METER [--period (delta|day|week|month|quarter|year)] [--bills] --json",
+         "The readings list: sections by month, each row with its index, date, register values, and "
+         "the usage and cost of the interval it closes, scaled to the period (delta: the whole "
+         "interval). --bills lists bills only, each interval running between bills.",
+         readings});
+    commands.push_back({"bill", "bill METER (since-last|next) --json",
+                        "The \"Since Last Bill\" or \"Next Bill\" figures, as the alert shows them.", bill});
 }
 
 }  // namespace numbrel::cli

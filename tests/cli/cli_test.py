@@ -160,6 +160,19 @@ class Cli(unittest.TestCase):
         self.run_cli("export", expect=1)
         self.run_cli("export", "0", "--all", expect=1)
 
+    def test_readings_and_bills(self):
+        sections = json.loads(self.run_cli("readings", "Electricity", "--json").stdout)
+        self.assertEqual([s["title"] for s in sections], ["November 2026", "October 2026", "September 2026"])
+        first = sections[0]["rows"][0]
+        self.assertEqual((first["index"], first["date"], first["usage"]), (0, "Fri 20, 08:00", "234.5 kWh"))
+        bills = json.loads(self.run_cli("readings", "0", "--bills", "--period", "day", "--json").stdout)
+        self.assertEqual(bills[0]["rows"][0]["usage"], "7.1 kWh")
+        out = json.loads(self.run_cli("bill", "0", "next", "--json").stdout)
+        self.assertEqual(out["title"], "Next Bill")
+        self.assertTrue(out["message"].startswith("Expected on 20/01/2027\n"))
+        self.run_cli("readings", "Gas", "--bills", "--json", expect=2)  # no bills marked
+        self.run_cli("bill", "0", "later", "--json", expect=1)
+
     def test_help(self):
         result = subprocess.run([CLI, "--help"], capture_output=True, text=True)
         self.assertEqual(result.returncode, 0)

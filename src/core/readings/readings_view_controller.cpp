@@ -1,0 +1,249 @@
+#include "readings/readings_view_controller.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+#include "costs/formatter.h"
+#include "store/app_delegate.h"
+#include "store/document.h"
+#include "store/meter_record.h"
+#include "ui/localize.h"
+
+namespace numbrel {
+
+namespace {
+
+const char* const kMonthNames[12] = {"January", "February", "March",     "April",   "May",      "June",
+                                     "July",    "August",   "September", "October", "November", "December"};
+const char* const kWeekdays[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+// Per-day values scaled to the period control's choice (the whole interval is handled apart).
+constexpr double kScale[6] = {0, 1, 7, 365.0 / 12, 91.25, 365};
+
+std::string fill(const std::string& pattern, std::initializer_list<std::string> args) {
+    std::string out;
+    auto arg = args.begin();
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern.compare(i, 2, "%@") == 0 && arg != args.end()) {
+            out += *arg++;
+            ++i;
+        } else {
+            out += pattern[i];
+        }
+    }
+    return out;
+}
+
+// "%.1f", without the process locale's decimal separator.
+std::string oneDecimal(double v) {
+    char buf[64];
+    auto [end, ec] = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::fixed, 1);
+    return std::string(buf, end);
+}
+
+std::string twoDigits(int v) {
+    return (v < 10 ? "0" : "") + std::to_string(v);
+}
+
+Date dateOf(const Value& reading) {
+    const Value* d = reading.find("date");
+    return d && d->isDate() ? d->date() : Date{0.0};
+}
+
+}  // namespace
+
+ReadingsViewController::ReadingsViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex)
+    : app_(app), navigator_(navigator), meter_(meterIndex) {}
+
+const Value& ReadingsViewController::meter() const {
+    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+}
+
+std::string ReadingsViewController::title() const {
+    return bills_ ? tr("Bills") : tr("Readings");
+}
+
+std::vector<std::string> ReadingsViewController::periodItems(bool largeScreen) const {
+    std::vector<std::string> items;
+    for (const char* item : {"∆", "D", "W", "M", "Q", "Y"})
+        items.push_back(largeScreen ? "  " + tr(item) + "  " : " " + tr(item) + " ");
+    return items;
+}
+
+void ReadingsViewController::periodAction(int index) {
+    if (index >= 0 && index <= 5) periodIndex_ = index;
+}
+
+std::string ReadingsViewController::usageText(double value) const {
+    return app_.formatter().formatUsage(value, meter()) + " " + std::string(stringOf(meter(), "units"));
+}
+
+std::vector<ReadingsViewController::ReadingSection> ReadingsViewController::sections() const {
+    std::vector<ReadingSection> out;
+    const Value& m = meter();
+    const Array* readings = readingsOf(m);
+    const int n = readings ? static_cast<int>(readings->size()) : 0;
+    const Engine engine = app_.engine();
+    const Formatter& f = app_.formatter();
+    const bool costs = engine.hasCost(meter_);
+    const std::int64_t enabled = std::clamp<std::int64_t>(integerOf(m, "enabled", 1), 1, 3);
+    const std::int64_t economy7 = integerOf(m, "economy7");
+
+    int previousKey = -1;
+    for (int i = 0; i < n; ++i) {
+        const Value& reading = (*readings)[static_cast<std::size_t>(i)];
+        if (bills_ && !boolOf(reading, "ticked")) continue;
+        CalendarDate c = app_.calendar().components(dateOf(reading));
+        int key = c.year * 12 + c.month;
+        if (key != previousKey) {
+            out.push_back({tr(kMonthNames[c.month - 1]) + " " + std::to_string(c.year), {}});
+            previousKey = key;
+        }
+        ReadingRow row;
+        row.index = i;
+        row.bill = boolOf(reading, "ticked");
+        row.date = tr(kWeekdays[c.weekday - 1]) + " " + std::to_string(c.day) + ", " + twoDigits(c.hour) +
+                   ":" + twoDigits(c.minute);
+        const Value* values = reading.find("reading");
+        for (int r = 0; r < enabled; ++r) {
+            const Value* v = values ? values->at(static_cast<std::size_t>(r)) : nullptr;
+            std::string text = f.formatReading(v ? v->toReal() : 0.0, m);
+            if (enabled == 1) {
+                row.registers.push_back(text);
+            } else if (enabled == 2 && economy7 >= 1) {
+                bool night = (economy7 == 1) == (r == 0);
+                row.registers.push_back(fill("%@: %@", {night ? tr("N") : tr("D"), text}));
+            } else {
+                row.registers.push_back("R" + std::to_string(r + 1) + ": " + text);
+            }
+        }
+        // The interval this reading closes: from the next older reading, or the next older bill.
+        int older = i + 1;
+        if (bills_) {
+            while (older < n && !boolOf((*readings)[static_cast<std::size_t>(older)], "ticked"))
+                ++older;
+        }
+        if (older < n) {
+            double factor = periodIndex_ == 0 ? engine.days(meter_, older, i) : kScale[periodIndex_];
+            row.usage = usageText(engine.usage(meter_, 0, older, i) * factor);
+            if (costs) row.cost = f.formatCost(engine.cost(meter_, 0, older, i) * factor, m);
+            if (enabled >= 2)
+                for (int r = 1; r <= enabled; ++r)
+                    row.registerUsage.push_back(f.formatUsage(engine.usage(meter_, r, older, i) * factor, m));
+        }
+        out.back().rows.push_back(std::move(row));
+    }
+    if (out.empty()) out.push_back({});  // an empty meter shows one empty section
+    return out;
+}
+
+void ReadingsViewController::deleteReading(int index) {
+    Array* readings =
+        arrayOf(app_.settings().find("settings")->array()[static_cast<std::size_t>(meter_)], "readings");
+    if (!readings || index < 0 || index >= static_cast<int>(readings->size())) return;
+    readings->erase(readings->begin() + index);
+    if (readings->empty()) navigator_.pop();
+}
+
+void ReadingsViewController::findBills() {
+    last_ = second_ = -1;
+    const Array* readings = readingsOf(meter());
+    for (int i = 0; readings && i < static_cast<int>(readings->size()); ++i) {
+        if (!boolOf((*readings)[static_cast<std::size_t>(i)], "ticked")) continue;
+        if (last_ < 0) {
+            last_ = i;
+        } else {
+            second_ = i;
+            break;
+        }
+    }
+}
+
+Alert ReadingsViewController::usageSheet() {
+    findBills();
+    std::string_view type = stringOf(meter(), "type");
+    Alert sheet;
+    sheet.tag = kUsageSheetTag;
+    sheet.actionSheet = true;
+    sheet.title = type == "Solar" || type == "Wind" ? tr("Generation and Credit") : tr("Usage and Cost");
+    sheet.buttons = {tr("Since Last Bill"), tr("Next Bill"),
+                     bills_ ? tr("Between Readings") : tr("Between Bills"), tr("Cancel")};
+    return sheet;
+}
+
+void ReadingsViewController::answerUsageSheet(int button) {
+    findBills();
+    const Value& m = meter();
+    const Engine engine = app_.engine();
+    const Formatter& f = app_.formatter();
+    const bool costs = engine.hasCost(meter_);
+    const std::string units(stringOf(m, "units"));
+    auto alert = [&](const std::string& title, const std::string& message) {
+        navigator_.present(Alert{kBillAlertTag, title, message, {tr("OK")}});
+    };
+    if (button == 0) {
+        std::string title = tr("Since Last Bill");
+        if (last_ < 0) {
+            alert(title,
+                  tr("Identify your last bill by editing the readings you submitted to your supplier"));
+            return;
+        }
+        double d = engine.days(meter_, last_, 0), u = engine.usage(meter_, 0, last_, 0),
+               k = engine.cost(meter_, 0, last_, 0);
+        if (costs) {
+            alert(title, fill("%@ %@, %@\n" + oneDecimal(d) + " %@\n%@\n%@ %@, %@/%@",
+                              {f.formatUsage(u * d, m), units, f.formatCost(k * d, m), tr("days"), tr("or"),
+                               f.formatUsage(u, m), units, f.formatCost(k, m), tr("day")}));
+        } else {
+            alert(title, fill("%@ %@, " + oneDecimal(d) + " %@\n%@\n%@ %@/%@",
+                              {f.formatUsage(u * d, m), units, tr("days"), tr("or"), f.formatUsage(u, m),
+                               units, tr("day")}));
+        }
+    } else if (button == 1) {
+        std::string title = tr("Next Bill");
+        if (second_ < 0) {
+            alert(title,
+                  tr("Identify your last two bills by editing the readings you submitted to your supplier"));
+            return;
+        }
+        double B = engine.days(meter_, second_, last_), S = engine.days(meter_, last_, 0);
+        if (B <= S) {
+            alert(title, tr("Based on your last two bills, your next bill is overdue"));
+            return;
+        }
+        double R = B - S;
+        Date newest = dateOf((*readingsOf(m))[0]);
+        Date expected{newest.seconds + std::floor(R * 24 * 60 * 60)};
+        double us = engine.usage(meter_, 0, last_, 0), cs = engine.cost(meter_, 0, last_, 0);
+        double ur = engine.usage(meter_, 0, 1, 0), cr = engine.cost(meter_, 0, 1, 0);
+        double p = (us * S + R * ur) / B, q = (cs * S + R * cr) / B;
+        std::string when = f.formatDate(expected, Formatter::DateStyle::Short, false);
+        if (costs) {
+            alert(title,
+                  fill("%@ %@\n%@ %@, %@\n" + oneDecimal(B) + " %@\n%@\n%@ %@, %@/%@",
+                       {tr("Expected on"), when, f.formatUsage(B * p, m), units, f.formatCost(B * q, m),
+                        tr("days"), tr("or"), f.formatUsage(p, m), units, f.formatCost(q, m), tr("day")}));
+        } else {
+            alert(title, fill("%@ %@\n%@ %@, " + oneDecimal(B) + " %@\n%@\n%@ %@/%@",
+                              {tr("Expected on"), when, f.formatUsage(B * p, m), units, tr("days"), tr("or"),
+                               f.formatUsage(p, m), units, tr("day")}));
+        }
+    } else if (button == 2) {
+        if (bills_) {
+            doneAction();
+            return;
+        }
+        if (last_ < 0) {
+            alert(tr("Between Bills"),
+                  tr("To identify your bills, edit the readings you submitted to your supplier"));
+            return;
+        }
+        bills_ = true;
+    }
+}
+
+void ReadingsViewController::doneAction() {
+    bills_ = false;
+}
+
+}  // namespace numbrel
