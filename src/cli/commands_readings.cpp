@@ -1,9 +1,11 @@
 // Commands over readings: export.
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 
 #include "cli_context.h"
 #include "readings/csv_export.h"
+#include "readings/current_view_controller.h"
 #include "readings/readings_view_controller.h"
 #include "ui/screen.h"
 
@@ -92,6 +94,40 @@ void bill(Context& ctx, Args& args) {
         << "\n";
 }
 
+void current(Context& ctx, Args& args) {
+    if (!args.flag("--json")) throw UsageError("current writes JSON only: add --json");
+    std::optional<std::string> period = args.option("--period");
+    std::optional<std::string> usage = args.option("--usage");
+    std::optional<std::string> cost = args.option("--cost");
+    std::vector<std::string> rest = args.positionals();
+    if (rest.size() != 1) throw UsageError("current needs one METER");
+    int periodIndex = 0;
+    if (period) {
+        static const char* const kPeriods[] = {"day", "week", "month", "quarter", "year"};
+        auto p = std::find(std::begin(kPeriods), std::end(kPeriods), *period);
+        if (p == std::end(kPeriods)) throw UsageError("--period is day, week, month, quarter or year");
+        periodIndex = static_cast<int>(p - std::begin(kPeriods));
+    }
+    auto number = [](const std::optional<std::string>& text, const char* what) -> std::optional<double> {
+        if (!text) return std::nullopt;
+        char* end = nullptr;
+        double v = std::strtod(text->c_str(), &end);
+        if (text->empty() || end != text->c_str() + text->size())
+            throw UsageError(std::string(what) + " must be a number");
+        return v;
+    };
+    CurrentViewController screen(ctx.delegate(), static_cast<int>(ctx.meterIndex(rest[0])), periodIndex,
+                                 number(usage, "--usage"), number(cost, "--cost"));
+    auto out = nlohmann::ordered_json::array();
+    for (const Section& s : screen.sections()) {
+        auto rows = nlohmann::ordered_json::array();
+        for (const Row& r : s.rows)
+            rows.push_back({{"label", r.label}, {"detail", r.detail}});
+        out.push_back({{"header", s.header}, {"rows", rows}});
+    }
+    ctx.out() << out.dump(2) << "\n";
+}
+
 }  // namespace
 
 void addReadingsCommands(std::vector<Command>& commands) {
@@ -108,6 +144,11 @@ void addReadingsCommands(std::vector<Command>& commands) {
          readings});
     commands.push_back({"bill", "bill METER (since-last|next) --json",
                         "The \"Since Last Bill\" or \"Next Bill\" figures, as the alert shows them.", bill});
+    commands.push_back(
+        {"current", "current METER [--period (day|week|month|quarter|year)] [--usage U] [--cost C] --json",
+         "The current period summary of the meter's latest interval, with the main screen's current "
+         "figures U and C for the period.",
+         current});
 }
 
 }  // namespace numbrel::cli

@@ -173,6 +173,14 @@ class Cli(unittest.TestCase):
         self.run_cli("readings", "Gas", "--bills", "--json", expect=2)  # no bills marked
         self.run_cli("bill", "0", "later", "--json", expect=1)
 
+    def test_current(self):
+        sections = json.loads(self.run_cli("current", "0", "--period", "month", "--usage", "230", "--json").stdout)
+        self.assertEqual([s["header"] for s in sections],
+                         ["Current Period", "Current Reading", "Usage and Cost", "Equivalent to"])
+        self.assertEqual(sections[0]["rows"][0], {"label": "Month", "detail": "230.0 kWh"})
+        self.assertEqual(sections[1]["rows"][2], {"label": "Days", "detail": "31.00"})
+        self.run_cli("current", "0", "--usage", "lots", "--json", expect=1)
+
     def test_help(self):
         result = subprocess.run([CLI, "--help"], capture_output=True, text=True)
         self.assertEqual(result.returncode, 0)
