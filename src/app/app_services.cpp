@@ -2,10 +2,16 @@
 
 #include <QDateTime>
 #include <QDesktopServices>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QUrl>
 
 #include "plist/date_text.h"
+#include "readings/csv_export.h"
 #include "store/document.h"
+#include "ui/localize.h"
 
 namespace numbrel::app {
 
@@ -225,6 +231,11 @@ void Services::entryCancel() {
 }
 
 void Services::answerAlert(int tag, int button) {
+    if (readings_ && tag == ReadingsViewController::kUsageSheetTag) {
+        readings_->answerUsageSheet(button);
+        emit readingsChanged();
+        return;
+    }
     if (tag == RootViewController::kReviewTag) {
         root_.answerReview(button);
         return;
@@ -286,6 +297,136 @@ void Services::enterForeground() {
 
 void Services::appear() {
     if (std::optional<Alert> question = root_.appearAction()) navigator_.present(*question);
+}
+
+void Services::openReadings() {
+    if (root_.numberOfPages() == 0) return;
+    readings_ = std::make_unique<ReadingsViewController>(app_, navigator_, root_.meterIndex());
+    emit readingsChanged();
+}
+
+void Services::readingsPeriodAction(int index) {
+    if (!readings_) return;
+    readings_->periodAction(index);
+    emit readingsChanged();
+}
+
+void Services::readingsUsageAction() {
+    if (readings_) navigator_.present(readings_->usageSheet());
+}
+
+void Services::readingsDoneAction() {
+    if (!readings_) return;
+    readings_->doneAction();
+    emit readingsChanged();
+}
+
+void Services::readingsDelete(int index) {
+    if (!readings_) return;
+    QMetaObject::Connection closed =
+        connect(&navigator_, &QmlNavigator::popRequested, this, [this] { emit readingsClosed(); });
+    readings_->deleteReading(index);
+    disconnect(closed);
+    saveSoon();
+    touch();
+    emit readingsChanged();
+}
+
+void Services::readingsEdit(int index) {
+    if (!readings_) return;
+    openEntry(index);
+    emit entryOpened();
+}
+
+QString Services::readingsTitle() const {
+    return readings_ ? qs(readings_->title()) : QString();
+}
+
+QVariantList Services::readingsSections() const {
+    QVariantList out;
+    if (!readings_) return out;
+    for (const auto& section : readings_->sections()) {
+        QVariantList rows;
+        for (const auto& r : section.rows) {
+            QStringList registers, registerUsage;
+            for (const auto& t : r.registers)
+                registers << qs(t);
+            for (const auto& t : r.registerUsage)
+                registerUsage << qs(t);
+            rows << QVariantMap{{"index", r.index},       {"date", qs(r.date)},
+                                {"registers", registers}, {"registerUsage", registerUsage},
+                                {"usage", qs(r.usage)},   {"cost", qs(r.cost)},
+                                {"bill", r.bill}};
+        }
+        out << QVariantMap{{"title", qs(section.title)}, {"rows", rows}};
+    }
+    return out;
+}
+
+QVariantMap Services::readingsPeriods() const {
+    QStringList items;
+    if (readings_)
+        for (const auto& i : readings_->periodItems(root_.tablet()))
+            items << qs(i);
+    return {{"items", items},
+            {"selected", readings_ ? readings_->periodIndex() : 0},
+            {"bills", readings_ && readings_->bills()}};
+}
+
+void Services::readingsExport(bool all) {
+    if (!readings_) return;
+    std::optional<int> meter;
+    if (!all) meter = root_.meterIndex();
+    CsvFile file = exportCsv(app_.settings(), app_.engine(), app_.formatter(), meter);
+    QString folder = QString::fromStdString(documentsDir_);
+    QDir().mkpath(folder);
+    QString path = folder + "/" + qs(file.name);
+    QFile out(path);
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        out.write(file.bytes.data(), static_cast<qint64>(file.bytes.size())) !=
+            static_cast<qint64>(file.bytes.size())) {
+        navigator_.present(Alert{0,
+                                 numbrel::tr("Warning!"),
+                                 numbrel::tr("The export could not be written to ") + path.toStdString(),
+                                 {numbrel::tr("OK")}});
+        return;
+    }
+    out.close();
+    // A desktop mail client gets a new mail with the file attached, as the export is meant to be sent.
+    QString mailer = QStandardPaths::findExecutable("xdg-email");
+    if (!mailer.isEmpty()) {
+        QString subject =
+            all ? "Numbrel"
+                : qs(std::string(stringOf((*metersOf(app_.settings()))[root_.meterIndex()], "name"))) +
+                      " Numbrel";
+        QStringList args{"--subject",
+                         subject,
+                         "--body",
+                         qs(numbrel::tr("The attached file is in CSV (comma separated values) format for "
+                                        "easy import into a spreadsheet application")) +
+                             ".\n",
+                         "--attach",
+                         path};
+        std::string email(stringOf(app_.settings(), "email"));
+        if (!email.empty()) args << qs(email);
+        if (QProcess::startDetached(mailer, args)) return;
+    }
+    navigator_.present(Alert{
+        0, numbrel::tr("CSV Export"), numbrel::tr("Saved as ") + path.toStdString(), {numbrel::tr("OK")}});
+}
+
+void Services::openCurrent() {
+    if (root_.numberOfPages() == 0) return;
+    int page = root_.meterIndex();
+    std::optional<double> usage, cost;
+    if (auto figure = root_.currentFigure(page)) (figure->cost ? cost : usage) = figure->value;
+    current_ =
+        std::make_unique<CurrentViewController>(app_, page, static_cast<int>(root_.period()), usage, cost);
+    emit currentChanged();
+}
+
+QVariantList Services::currentSections() const {
+    return current_ ? toVariant(current_->sections()) : QVariantList();
 }
 
 }  // namespace numbrel::app

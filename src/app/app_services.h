@@ -12,6 +12,8 @@
 
 #include "main/root_view_controller.h"
 #include "readings/add_view_controller.h"
+#include "readings/current_view_controller.h"
+#include "readings/readings_view_controller.h"
 #include "store/app_delegate.h"
 #include "ui/screen.h"
 
@@ -58,6 +60,12 @@ class Services : public QObject {
     Q_PROPERTY(QDateTime entryDate READ entryDate NOTIFY entryChanged)
     Q_PROPERTY(QString decimalSeparator READ decimalSeparator NOTIFY entryChanged)
 
+    // The readings list and the current period summary (when open).
+    Q_PROPERTY(QString readingsTitle READ readingsTitle NOTIFY readingsChanged)
+    Q_PROPERTY(QVariantList readingsSections READ readingsSections NOTIFY readingsChanged)
+    Q_PROPERTY(QVariantMap readingsPeriods READ readingsPeriods NOTIFY readingsChanged)
+    Q_PROPERTY(QVariantList currentSections READ currentSections NOTIFY currentChanged)
+
 public:
     Services(NumbrelAppDelegate& app, std::string documentsDir, QObject* parent = nullptr);
 
@@ -97,6 +105,22 @@ public:
     Q_INVOKABLE void entryCancel();
     Q_INVOKABLE void answerAlert(int tag, int button);
 
+    Q_INVOKABLE void openReadings();
+    Q_INVOKABLE void readingsPeriodAction(int index);
+    Q_INVOKABLE void readingsUsageAction();
+    Q_INVOKABLE void readingsDoneAction();
+    Q_INVOKABLE void readingsDelete(int index);
+    Q_INVOKABLE void readingsEdit(int index);
+    // Writes the CSV export and hands it to the desktop's mail client, or keeps it in the Documents
+    // folder when there is none; says what happened.
+    Q_INVOKABLE void readingsExport(bool all);
+    QString readingsTitle() const;
+    QVariantList readingsSections() const;
+    QVariantMap readingsPeriods() const;
+
+    Q_INVOKABLE void openCurrent();
+    QVariantList currentSections() const;
+
     QString entryTitle() const;
     QVariantList entryRows() const;
     QVariantList entryWheels() const;
@@ -115,6 +139,10 @@ signals:
     void entryClosed();
     void saveFailed(QString message);
     void currentUpdated();
+    void readingsChanged();
+    void readingsClosed();
+    void currentChanged();
+    void entryOpened();
 
 private:
     void touch();
@@ -125,6 +153,8 @@ private:
     RootViewController root_;
     QmlNavigator navigator_;
     std::unique_ptr<AddViewController> entry_;
+    std::unique_ptr<ReadingsViewController> readings_;
+    std::unique_ptr<CurrentViewController> current_;
     QTimer saveTimer_;
     int revision_ = 0;
     int currentRevision_ = 0;

@@ -7,6 +7,11 @@ import Numbrel
 Page {
     id: entry
     background: Rectangle { color: Theme.background }
+    property string pageTitle: App.entryTitle
+    property string leftText: qsTr("Cancel")
+    property string rightText: qsTr("Save")
+    function leftAction() { App.entryCancel() }
+    function rightAction() { App.entrySave() }
     property var wheels: App.entryWheels
     property int wheelCount: wheels.length
 

@@ -29,26 +29,36 @@ ApplicationWindow {
     function showForScreenshot(what) {
         if (what === "entry") openEntry(-1)
         if (what === "sheet") alertDialog.show(App.settingsSheet())
+        if (what === "readings") openReadings()
+        if (what === "bills") { openReadings(); App.readingsUsageAction(); App.answerAlert(1, 2); alertDialog.close() }
+        if (what === "bill") { openReadings(); App.answerAlert(1, 1) }
+        if (what === "current") openCurrent()
     }
     function selfTest() {
         openEntry(-1)
+        stack.pop()
+        openReadings()
+        stack.pop()
+        openCurrent()
         stack.pop()
         alertDialog.show(App.settingsSheet())
         alertDialog.close()
     }
 
+    // Each page says what its bar shows: pageTitle, leftText/rightText and leftAction()/rightAction().
     header: ToolBar {
         background: Rectangle { color: Theme.bar; Rectangle { anchors.bottom: parent.bottom; width: parent.width; height: 1; color: Theme.separator } }
         RowLayout {
             anchors.fill: parent
             ToolButton {
-                text: stack.depth > 1 ? qsTr("Cancel") : ""
-                enabled: stack.depth > 1
-                onClicked: { App.entryCancel() }
-                Layout.preferredWidth: 80
+                objectName: "leftButton"
+                text: stack.currentItem ? stack.currentItem.leftText : ""
+                enabled: text !== ""
+                Layout.preferredWidth: 90
+                onClicked: stack.currentItem.leftAction()
             }
             Label {
-                text: stack.depth > 1 ? App.entryTitle : App.title
+                text: stack.currentItem ? stack.currentItem.pageTitle : ""
                 font.bold: true
                 font.pixelSize: 17
                 horizontalAlignment: Text.AlignHCenter
@@ -57,11 +67,12 @@ ApplicationWindow {
             }
             ToolButton {
                 objectName: "addButton"
-                text: stack.depth > 1 ? qsTr("Save") : "+"
-                font.pixelSize: stack.depth > 1 ? 15 : 26
-                font.bold: stack.depth > 1
-                Layout.preferredWidth: 80
-                onClicked: stack.depth > 1 ? App.entrySave() : window.openEntry(-1)
+                text: stack.currentItem ? stack.currentItem.rightText : ""
+                enabled: text !== ""
+                font.pixelSize: text === "+" ? 26 : 15
+                font.bold: text !== "+"
+                Layout.preferredWidth: 90
+                onClicked: stack.currentItem.rightAction()
             }
         }
     }
@@ -76,10 +87,28 @@ ApplicationWindow {
         id: entryPage
         EntryPage {}
     }
+    Component {
+        id: readingsPage
+        ReadingsPage {}
+    }
+    Component {
+        id: currentPage
+        CurrentPage {}
+    }
+    function openReadings() {
+        App.openReadings()
+        stack.push(readingsPage)
+    }
+    function openCurrent() {
+        App.openCurrent()
+        stack.push(currentPage)
+    }
 
     Connections {
         target: App
         function onEntryClosed() { if (stack.depth > 1) stack.pop() }
+        function onEntryOpened() { stack.push(entryPage) }
+        function onReadingsClosed() { if (stack.depth > 1) stack.pop() }
         function onSaveFailed(message) {
             alertDialog.show({ tag: -1, title: qsTr("Warning!"), message: qsTr("Your readings could not be saved: ") + message, buttons: [qsTr("OK")] })
         }

@@ -7,6 +7,11 @@ import Numbrel
 Page {
     id: page
     background: Rectangle { color: Theme.background }
+    property string pageTitle: App.title
+    property string leftText: ""
+    property string rightText: "+"
+    function leftAction() {}
+    function rightAction() { window.openEntry(-1) }
 
     SwipeView {
         id: pager
@@ -50,6 +55,11 @@ Page {
                         required property var modelData
                         Layout.fillWidth: true
                         model: modelData
+                        onRowSelected: (row) => {
+                            const label = modelData.rows[row].label
+                            if (label === qsTr("Readings") && modelData.rows[row].detail !== qsTr("None")) window.openReadings()
+                            if (label === qsTr("Current")) window.openCurrent()
+                        }
                     }
                 }
                 Repeater {

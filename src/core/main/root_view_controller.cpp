@@ -236,8 +236,15 @@ void RootViewController::averageAction(int page, double current, double average,
     auto text = [&](double v) {
         return cost ? f.formatCost(v, *m) : f.formatUsage(v, *m) + " " + std::string(stringOf(*m, "units"));
     };
+    figures_[page] = CurrentFigure{current, cost};
     const char* arrow = current > average ? kUp : current < average ? kDown : kLevel;
     current_[page] = text(current) + "  " + arrow + " " + text(std::abs(current - average));
+}
+
+std::optional<RootViewController::CurrentFigure> RootViewController::currentFigure(int page) const {
+    auto it = figures_.find(page);
+    if (it == figures_.end()) return std::nullopt;
+    return it->second;
 }
 
 std::optional<Alert> RootViewController::appearAction() {

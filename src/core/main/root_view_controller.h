@@ -61,6 +61,12 @@ public:
 
     // A page's graph was drawn: its current bucket and average fill the Current row.
     void averageAction(int page, double current, double average, bool cost);
+    // The figure the Current row shows for a page (usage or cost), for the current period summary.
+    struct CurrentFigure {
+        double value = 0;
+        bool cost = false;
+    };
+    std::optional<CurrentFigure> currentFigure(int page) const;
 
     // The gear menu: "Latest Backup: <date>" or "No Backups Found!", and the entries that exist.
     Alert settingsSheet(const std::string& documentsDir) const;
@@ -86,7 +92,8 @@ private:
     double width_ = 390, height_ = 844;
     int tariffIndex_ = 0;
     std::map<int, std::string> current_;  // Current row text per page, from the last drawing
-    int nextTag_ = 100;                   // the tour's next step; 100 when no tour runs
+    std::map<int, CurrentFigure> figures_;
+    int nextTag_ = 100;  // the tour's next step; 100 when no tour runs
     std::function<void()> tourHook_, reviewHook_;
 };
 
