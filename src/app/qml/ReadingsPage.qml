@@ -78,7 +78,9 @@ Page {
                                 color: modelData.bill ? Qt.rgba(0.0039, 0.482, 1.0, 1) : Theme.label
                             }
                             Label {
-                                text: modelData.registers.join("   ")
+                                // Each register with its own usage over the interval, when there are several.
+                                text: modelData.registers.map((r, i) => modelData.registerUsage.length > i
+                                                              ? r + " (" + modelData.registerUsage[i] + ")" : r).join("   ")
                                 font.pixelSize: 13
                                 color: Theme.detail
                             }
@@ -88,7 +90,7 @@ Page {
                             spacing: 2
                             Label {
                                 Layout.alignment: Qt.AlignRight
-                                text: modelData.usage
+                                text: (modelData.registers.length > 1 && modelData.usage !== "" ? qsTr("Total") + " " : "") + modelData.usage
                                 font.pixelSize: 15
                             }
                             Label {
