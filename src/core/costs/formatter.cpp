@@ -1,11 +1,16 @@
 #include "costs/formatter.h"
 
 #include <unicode/datefmt.h>
+#include <unicode/dcfmtsym.h>
 #include <unicode/numberformatter.h>
+#include <unicode/numsys.h>
 #include <unicode/timezone.h>
 #include <unicode/ucurr.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <unordered_map>
 
 #include "store/environment.h"
 
@@ -28,10 +33,22 @@ bool isCurrencyCode(std::string_view code) {
 
 // Formatters by what they format ("cost GBP", "reading 5 1" ...), built once: building one costs far
 // more than using it, and list screens format thousands of values.
+struct Split {
+    enum State { Unknown, Checking, On, Off } state = Unknown;
+    std::unique_ptr<icu::DateFormat> date, time;
+    std::string glue;
+    bool timeFirst = false;
+    int checks = 0;
+    std::unordered_map<std::int64_t, std::string> days;  // by local day
+    std::unordered_map<int, std::string> times;          // by local second of the day
+};
+
 struct Formatter::Cache {
     nf::LocalizedNumberFormatter base;
     std::map<std::string, nf::LocalizedNumberFormatter, std::less<>> formatters;
     std::map<int, std::unique_ptr<icu::DateFormat>> dates;
+    // Date-and-time formatting by parts, per style.
+    std::map<int, Split> splits;
     std::unique_ptr<icu::TimeZone> zone;
     icu::Locale locale;
 };
@@ -43,6 +60,26 @@ Formatter::Formatter(const Environment& env) : cache_(std::make_unique<Cache>())
     cache_->base = nf::NumberFormatter::withLocale(env.locale())
                        .grouping(UNUM_GROUPING_OFF)
                        .roundingMode(UNUM_ROUND_HALFUP);
+
+    // The fast path for plain decimals, where the locale writes Latin digits and it gives exactly
+    // what ICU gives for a set of awkward values.
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<icu::NumberingSystem> numbers(icu::NumberingSystem::createInstance(env.locale(), status));
+    icu::DecimalFormatSymbols symbols(env.locale(), status);
+    if (U_SUCCESS(status) && numbers && std::string_view(numbers->getName()) == "latn") {
+        symbols.getSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol).toUTF8String(decimalSeparator_);
+        symbols.getSymbol(icu::DecimalFormatSymbols::kMinusSignSymbol).toUTF8String(minusSign_);
+        fast_ = true;
+        for (double v : {0.0, -0.0, 1234567.891, -12.25, 12.25, 0.05, -0.04, 99999.95, 0.1 + 0.2, 1e-7, 2.5,
+                         -2.5, 123.45, 1e14 + 0.5}) {
+            for (int decimals : {0, 1, 2, 3}) {
+                std::optional<std::string> quick = fastFixed(v, decimals, -1);
+                if (!quick || *quick != format("plain " + std::to_string(decimals), v)) fast_ = false;
+                quick = fastFixed(v, decimals, 5);
+                if (!quick || *quick != format("dial 5 " + std::to_string(decimals), v)) fast_ = false;
+            }
+        }
+    }
 }
 
 Formatter::~Formatter() = default;
@@ -92,19 +129,62 @@ std::string Formatter::formatCost(double value, const Value& meter, int /*precis
     return format("rate " + std::string(code), value);
 }
 
+std::optional<std::string> Formatter::fastFixed(double value, int decimals, int integerDigits) const {
+    if (!fast_ || !std::isfinite(value) || std::abs(value) >= 1e15 || decimals > 15) return std::nullopt;
+    char buf[64];
+    auto [end, ec] = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed);
+    if (ec != std::errc()) return std::nullopt;
+    std::string_view text(buf, static_cast<std::size_t>(end - buf));
+    bool negative = !text.empty() && text[0] == '-';
+    if (negative) text.remove_prefix(1);
+    std::size_t dot = text.find('.');
+    std::string whole(text.substr(0, dot));
+    std::string fraction(dot == std::string_view::npos ? std::string_view() : text.substr(dot + 1));
+    bool up = fraction.size() > static_cast<std::size_t>(decimals) &&
+              fraction[static_cast<std::size_t>(decimals)] >= '5';
+    fraction.resize(static_cast<std::size_t>(decimals), '0');
+    if (up) {  // halves round away from zero
+        std::string digits = whole + fraction;
+        int i = static_cast<int>(digits.size()) - 1;
+        for (; i >= 0 && digits[static_cast<std::size_t>(i)] == '9'; --i)
+            digits[static_cast<std::size_t>(i)] = '0';
+        if (i < 0) {
+            digits.insert(digits.begin(), '1');
+        } else {
+            ++digits[static_cast<std::size_t>(i)];
+        }
+        whole = digits.substr(0, digits.size() - fraction.size());
+        fraction = digits.substr(digits.size() - fraction.size());
+    }
+    if (integerDigits >= 0) {  // the dial's width: padded with zeros, cut to its last digits
+        if (whole.size() > static_cast<std::size_t>(integerDigits))
+            whole = whole.substr(whole.size() - integerDigits);
+        whole.insert(0, static_cast<std::size_t>(integerDigits) - whole.size(), '0');
+    }
+    std::string out = negative ? minusSign_ : std::string();
+    out += whole;
+    if (decimals > 0) out += decimalSeparator_ + fraction;
+    return out;
+}
+
 std::string Formatter::formatDouble(double value, const Value& /*meter*/, int precision) const {
     if (precision < 0) return format("upto7 -", value);
-    return format("plain " + std::to_string(clampDigits(precision)), value);
+    int decimals = clampDigits(precision);
+    if (auto quick = fastFixed(value, decimals, -1)) return *quick;
+    return format("plain " + std::to_string(decimals), value);
 }
 
 std::string Formatter::formatReading(double value, const Value& meter) const {
     int digits = clampDigits(integerOf(meter, "digits", 5));
     int decimals = clampDigits(integerOf(meter, "precision", 1));
+    if (auto quick = fastFixed(value, decimals, digits)) return *quick;
     return format("dial " + std::to_string(digits) + " " + std::to_string(decimals), value);
 }
 
 std::string Formatter::formatUsage(double value, const Value& meter) const {
-    return format("plain " + std::to_string(clampDigits(integerOf(meter, "precision", 1))), value);
+    int decimals = clampDigits(integerOf(meter, "precision", 1));
+    if (auto quick = fastFixed(value, decimals, -1)) return *quick;
+    return format("plain " + std::to_string(decimals), value);
 }
 
 int Formatter::currencyPrecision(const Value& meter) const {
@@ -135,11 +215,72 @@ std::string Formatter::formatDate(Date date, DateStyle style, TimeStyle time) co
         if (!format) return {};
         format->setTimeZone(*cache_->zone);
     }
-    icu::UnicodeString text;
-    format->format((date.seconds + 978307200.0) * 1000.0, text);
-    std::string out;
-    text.toUTF8String(out);
-    return out;
+    const double udate = (date.seconds + 978307200.0) * 1000.0;
+    auto icuText = [&] {
+        icu::UnicodeString text;
+        format->format(udate, text);
+        std::string out;
+        text.toUTF8String(out);
+        return out;
+    };
+    if (time == TimeStyle::None || !std::isfinite(udate)) return icuText();
+
+    // A date and time reads as the day's text and the time's text joined by the locale's glue. Long
+    // lists (exports) have several readings a day, taken at the same times of day: both parts are
+    // remembered and joined. The joining is checked against ICU's whole text on the first calls.
+    Split& split = cache_->splits[key];
+    if (split.state == Split::Unknown) {
+        auto dateStyle = style == DateStyle::Short ? icu::DateFormat::kShort : icu::DateFormat::kMedium;
+        auto timeStyle = time == TimeStyle::Short ? icu::DateFormat::kShort : icu::DateFormat::kMedium;
+        split.date.reset(icu::DateFormat::createDateInstance(dateStyle, cache_->locale));
+        split.time.reset(icu::DateFormat::createTimeInstance(timeStyle, cache_->locale));
+        split.state = split.date && split.time ? Split::Checking : Split::Off;
+        if (split.state == Split::Checking) {
+            split.date->setTimeZone(*cache_->zone);
+            split.time->setTimeZone(*cache_->zone);
+        }
+    }
+    if (split.state == Split::Off) return icuText();
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t raw = 0, dst = 0;
+    cache_->zone->getOffset(udate, false, raw, dst, status);
+    double local = std::floor((udate + raw + dst) / 1000.0);
+    auto day = static_cast<std::int64_t>(std::floor(local / 86400.0));
+    auto second = static_cast<int>(local - static_cast<double>(day) * 86400.0);
+    auto part = [&](auto& memo, auto id, icu::DateFormat& f) -> const std::string& {
+        if (auto it = memo.find(id); it != memo.end()) return it->second;
+        if (memo.size() > 20000) memo.clear();
+        icu::UnicodeString text;
+        f.format(udate, text);
+        std::string out;
+        text.toUTF8String(out);
+        return memo.emplace(id, std::move(out)).first->second;
+    };
+    const std::string& d = part(split.days, day, *split.date);
+    const std::string& t = part(split.times, second, *split.time);
+    if (split.state == Split::Checking) {
+        std::string whole = icuText();
+        // Learn the glue and the order from ICU's own text, then confirm them a few times.
+        std::string joined;
+        if (whole.size() >= d.size() + t.size() && whole.compare(0, d.size(), d) == 0 &&
+            whole.compare(whole.size() - t.size(), t.size(), t) == 0) {
+            std::string glue = whole.substr(d.size(), whole.size() - d.size() - t.size());
+            if (split.checks == 0) split.glue = glue, split.timeFirst = false;
+            joined = d + split.glue + t;
+        } else if (whole.size() >= d.size() + t.size() && whole.compare(0, t.size(), t) == 0 &&
+                   whole.compare(whole.size() - d.size(), d.size(), d) == 0) {
+            std::string glue = whole.substr(t.size(), whole.size() - d.size() - t.size());
+            if (split.checks == 0) split.glue = glue, split.timeFirst = true;
+            joined = t + split.glue + d;
+        }
+        if (joined != whole) {
+            split.state = Split::Off;
+        } else if (++split.checks >= 16) {
+            split.state = Split::On;
+        }
+        return whole;
+    }
+    return split.timeFirst ? t + split.glue + d : d + split.glue + t;
 }
 
 }  // namespace numbrel

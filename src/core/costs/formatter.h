@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "plist/value.h"
@@ -51,6 +52,11 @@ public:
 private:
     struct Cache;
     std::string format(const std::string& key, double value) const;
+    // Plain decimals without ICU: the shortest decimal form rounded half up, with the locale's
+    // separator and minus sign. Only used once it has given ICU's answers for this locale.
+    std::optional<std::string> fastFixed(double value, int decimals, int integerDigits) const;
+    bool fast_ = false;
+    std::string decimalSeparator_, minusSign_;
     std::unique_ptr<Cache> cache_;
 };
 

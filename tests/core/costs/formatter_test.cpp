@@ -1,6 +1,12 @@
 #include "costs/formatter.h"
 
 #include <gtest/gtest.h>
+#include <unicode/datefmt.h>
+#include <unicode/numberformatter.h>
+
+#include <cmath>
+#include <memory>
+#include <random>
 
 #include "costs/currency_table.h"
 #include "support/test_support.h"
@@ -85,6 +91,57 @@ TEST(Formatter, UsageAndPlainNumbersAreNeverGrouped) {
     EXPECT_EQ(f.formatDouble(1e9, meter("USD"), 0), "1000000000");
     Formatter de(test::pinnedEnvironment("de_DE"));
     EXPECT_EQ(de.formatUsage(1234567.891, meter("EUR", 5, 2)), "1234567,89");
+}
+
+TEST(Formatter, PlainNumbersMatchIcuInEveryLocale) {
+    // The plain-number path that skips ICU must give ICU's text: random values, values on exact
+    // halves, negative values rounding to zero, in locales with other separators and minus signs.
+    std::mt19937_64 random(11);
+    std::vector<double> values{0.25, 0.125, 2.5, -2.5, 0.05, -0.04, 99999.95, 1e-9, 123456789.987654};
+    for (int i = 0; i < 3000; ++i) {
+        double magnitude = std::pow(10.0, static_cast<double>(random() % 12) - 4);
+        values.push_back((static_cast<double>(random() % 2000000) / 1000000.0 - 1.0) * magnitude);
+        values.push_back(std::round(values.back() * 1000) / 1000 + 0.0005);  // halves at three decimals
+    }
+    for (const char* locale : {"en_GB", "fr_FR", "de_CH", "sv_SE", "ar_EG", "hi_IN"}) {
+        Environment env = test::pinnedEnvironment(locale);
+        Formatter f(env);
+        for (int decimals : {0, 1, 2, 3}) {
+            auto reference = icu::number::NumberFormatter::withLocale(env.locale())
+                                 .grouping(UNUM_GROUPING_OFF)
+                                 .roundingMode(UNUM_ROUND_HALFUP)
+                                 .precision(icu::number::Precision::fixedFraction(decimals));
+            for (double v : values) {
+                UErrorCode status = U_ZERO_ERROR;
+                std::string want;
+                reference.formatDouble(v, status).toString(status).toUTF8String(want);
+                ASSERT_EQ(f.formatDouble(v, meter("GBP"), decimals), want)
+                    << locale << " " << v << " " << decimals;
+            }
+        }
+    }
+}
+
+TEST(Formatter, DatesAndTimesMatchIcu) {
+    // Dates and times are put together from remembered parts: they must read as ICU's whole text,
+    // across a change of summer time and in locales that order or join the parts differently.
+    for (const char* locale : {"en_GB", "en_US", "ja_JP", "fr_FR", "ar_EG"}) {
+        Environment env = test::pinnedEnvironment(locale, "Europe/London");
+        Formatter f(env);
+        std::unique_ptr<icu::DateFormat> whole(icu::DateFormat::createDateTimeInstance(
+            icu::DateFormat::kShort, icu::DateFormat::kMedium, env.locale()));
+        whole->setTimeZone(env.timeZone());
+        Date d = test::at("2026-03-27T22:30:00Z");
+        for (int i = 0; i < 200; ++i) {
+            d.seconds += 3600 * 7 + 17;  // walks across 29 March, at ever different times
+            icu::UnicodeString text;
+            whole->format((d.seconds + 978307200.0) * 1000.0, text);
+            std::string want;
+            text.toUTF8String(want);
+            ASSERT_EQ(f.formatDate(d, Formatter::DateStyle::Short, Formatter::TimeStyle::Medium), want)
+                << locale << i;
+        }
+    }
 }
 
 TEST(Formatter, NonsenseSettingsStillFormat) {
