@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QSaveFile>
 #include <QStandardPaths>
 #include <QUrl>
 
@@ -378,41 +379,56 @@ void Services::readingsExport(bool all) {
     std::optional<int> meter;
     if (!all) meter = root_.meterIndex();
     CsvFile file = exportCsv(app_.settings(), app_.engine(), app_.formatter(), meter);
-    QString folder = QString::fromStdString(documentsDir_);
-    QDir().mkpath(folder);
-    QString path = folder + "/" + qs(file.name);
+    // With a desktop mail client, a new mail with the file attached, as the export is meant to be
+    // sent; without one, the file goes where the user chooses.
+    QString mailer = QStandardPaths::findExecutable("xdg-email");
+    if (mailer.isEmpty()) {
+        emit exportSaveRequested(all, qs(file.name));
+        return;
+    }
+    if (!exports_) exports_ = std::make_unique<QTemporaryDir>();
+    QString path = exports_->path() + "/" + qs(file.name);
     QFile out(path);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+    if (!exports_->isValid() || !out.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
         out.write(file.bytes.data(), static_cast<qint64>(file.bytes.size())) !=
             static_cast<qint64>(file.bytes.size())) {
+        emit exportSaveRequested(all, qs(file.name));
+        return;
+    }
+    out.close();
+    QString subject =
+        all ? "Numbrel"
+            : qs(std::string(stringOf((*metersOf(app_.settings()))[root_.meterIndex()], "name"))) +
+                  " Numbrel";
+    QStringList args{
+        "--subject",
+        subject,
+        "--body",
+        qs(numbrel::tr("The attached file is in CSV (comma separated values) format for easy import "
+                       "into a spreadsheet application")) +
+            ".\n",
+        "--attach",
+        path};
+    std::string email(stringOf(app_.settings(), "email"));
+    if (!email.empty()) args << qs(email);
+    if (!QProcess::startDetached(mailer, args)) emit exportSaveRequested(all, qs(file.name));
+}
+
+void Services::readingsSaveExport(bool all, const QUrl& where) {
+    std::optional<int> meter;
+    if (!all) meter = root_.meterIndex();
+    CsvFile file = exportCsv(app_.settings(), app_.engine(), app_.formatter(), meter);
+    QString path = where.isLocalFile() ? where.toLocalFile() : where.toString();
+    QSaveFile out(path);
+    if (!out.open(QIODevice::WriteOnly) ||
+        out.write(file.bytes.data(), static_cast<qint64>(file.bytes.size())) !=
+            static_cast<qint64>(file.bytes.size()) ||
+        !out.commit()) {
         navigator_.present(Alert{0,
                                  numbrel::tr("Warning!"),
                                  numbrel::tr("The export could not be written to ") + path.toStdString(),
                                  {numbrel::tr("OK")}});
-        return;
     }
-    out.close();
-    // A desktop mail client gets a new mail with the file attached, as the export is meant to be sent.
-    QString mailer = QStandardPaths::findExecutable("xdg-email");
-    if (!mailer.isEmpty()) {
-        QString subject =
-            all ? "Numbrel"
-                : qs(std::string(stringOf((*metersOf(app_.settings()))[root_.meterIndex()], "name"))) +
-                      " Numbrel";
-        QStringList args{"--subject",
-                         subject,
-                         "--body",
-                         qs(numbrel::tr("The attached file is in CSV (comma separated values) format for "
-                                        "easy import into a spreadsheet application")) +
-                             ".\n",
-                         "--attach",
-                         path};
-        std::string email(stringOf(app_.settings(), "email"));
-        if (!email.empty()) args << qs(email);
-        if (QProcess::startDetached(mailer, args)) return;
-    }
-    navigator_.present(Alert{
-        0, numbrel::tr("CSV Export"), numbrel::tr("Saved as ") + path.toStdString(), {numbrel::tr("OK")}});
 }
 
 void Services::openCurrent() {

@@ -6,7 +6,9 @@
 #include <QtQml/qqmlregistration.h>
 #include <QDateTime>
 #include <QObject>
+#include <QTemporaryDir>
 #include <QTimer>
+#include <QUrl>
 #include <QVariant>
 #include <memory>
 
@@ -114,6 +116,8 @@ public:
     // Writes the CSV export and hands it to the desktop's mail client, or keeps it in the Documents
     // folder when there is none; says what happened.
     Q_INVOKABLE void readingsExport(bool all);
+    // Writes the export where the user chose (when there is no mail client).
+    Q_INVOKABLE void readingsSaveExport(bool all, const QUrl& where);
     QString readingsTitle() const;
     QVariantList readingsSections() const;
     QVariantMap readingsPeriods() const;
@@ -143,6 +147,7 @@ signals:
     void readingsClosed();
     void currentChanged();
     void entryOpened();
+    void exportSaveRequested(bool all, QString suggestedName);
 
 private:
     void touch();
@@ -155,6 +160,7 @@ private:
     std::unique_ptr<AddViewController> entry_;
     std::unique_ptr<ReadingsViewController> readings_;
     std::unique_ptr<CurrentViewController> current_;
+    std::unique_ptr<QTemporaryDir> exports_;  // mail attachments, removed when the app ends
     QTimer saveTimer_;
     int revision_ = 0;
     int currentRevision_ = 0;

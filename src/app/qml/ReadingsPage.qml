@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import QtQuick.Dialogs
 import Numbrel
 
 // A meter's readings by month with the usage and cost of each interval, the period control, the bill
@@ -23,6 +24,23 @@ Page {
         target: App
         function onEntryClosed() { App.readingsPeriodAction(readings.periods.selected) }  // re-read the list
         function onChanged() { App.readingsPeriodAction(readings.periods.selected) }
+    }
+
+    FileDialog {
+        id: saveDialog
+        property bool all: false
+        title: qsTr("CSV Export")
+        fileMode: FileDialog.SaveFile
+        nameFilters: [qsTr("CSV files (*.csv)")]
+        onAccepted: App.readingsSaveExport(all, selectedFile)
+    }
+    Connections {
+        target: App
+        function onExportSaveRequested(all, suggestedName) {
+            saveDialog.all = all
+            saveDialog.currentFile = "file:///" + suggestedName
+            saveDialog.open()
+        }
     }
 
     ListView {
