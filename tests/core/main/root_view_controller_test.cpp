@@ -4,6 +4,7 @@
 
 #include "store/app_delegate.h"
 #include "store/document.h"
+#include "support/app_fixture.h"
 #include "support/test_support.h"
 
 namespace numbrel {
@@ -11,12 +12,8 @@ namespace {
 
 using test::at;
 
-class MainScreen : public ::testing::Test {
+class MainScreen : public test::AppFixture {
 protected:
-    MainScreen() : store_(dir_.file("p.plist")), app_(test::pinnedEnvironment(), store_) {
-        app_.applicationDidFinishLaunching();
-    }
-    Value& meter(int i) { return (*metersOf(app_.settings()))[static_cast<std::size_t>(i)]; }
     void addReading(int m, const char* when, double v) {
         meter(m)
             .find("readings")
@@ -24,9 +21,6 @@ protected:
             .insert(meter(m).find("readings")->array().begin(),
                     Value::makeDictionary({{"date", at(when)}, {"reading", Value(Array{v, 0.0, 0.0})}}));
     }
-    test::TempDir dir_;
-    PreferencesStore store_;
-    NumbrelAppDelegate app_;
 };
 
 TEST_F(MainScreen, ToolbarSegmentsAndTheirRules) {

@@ -5,6 +5,7 @@
 #include "main/root_view_controller.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
+#include "support/app_fixture.h"
 #include "support/fake_navigator.h"
 #include "support/test_support.h"
 
@@ -13,12 +14,8 @@ namespace {
 
 using test::at;
 
-class ReadingEntry : public ::testing::Test {
+class ReadingEntry : public test::AppFixture {
 protected:
-    ReadingEntry() : store_(dir_.file("p.plist")), app_(test::pinnedEnvironment(), store_) {
-        app_.applicationDidFinishLaunching();
-    }
-    Value& meter(int i) { return (*metersOf(app_.settings()))[static_cast<std::size_t>(i)]; }
     std::size_t readings(int i) { return meter(i).find("readings")->size(); }
     double value(int m, int r, int reg = 0) {
         return meter(m)
@@ -29,9 +26,6 @@ protected:
             .real();
     }
 
-    test::TempDir dir_;
-    PreferencesStore store_;
-    NumbrelAppDelegate app_;
     test::FakeNavigator nav_;
 };
 

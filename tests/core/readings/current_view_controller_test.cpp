@@ -4,6 +4,7 @@
 
 #include "store/app_delegate.h"
 #include "store/document.h"
+#include "support/app_fixture.h"
 #include "support/test_support.h"
 
 namespace numbrel {
@@ -11,10 +12,9 @@ namespace {
 
 using test::at;
 
-class CurrentPeriod : public ::testing::Test {
+class CurrentPeriod : public test::AppFixture {
 protected:
-    CurrentPeriod() : store_(dir_.file("p.plist")), app_(test::pinnedEnvironment(), store_) {
-        app_.applicationDidFinishLaunching();
+    CurrentPeriod() {
         Value& m = meter();
         m.find("readings")->array() = {Value::makeDictionary({{"date", at("2026-11-11T08:00:00Z")},
                                                               {"reading", Value(Array{150.0, 30.0, 7.0})}}),
@@ -23,16 +23,12 @@ protected:
         for (Value& t : m.find("tariffs")->array())
             t.find("rates")->array()[0].set("rate", 0.1);
     }
-    Value& meter() { return (*metersOf(app_.settings()))[0]; }
     std::vector<std::string> labels(const Section& s) {
         std::vector<std::string> out;
         for (const Row& r : s.rows)
             out.push_back(r.label);
         return out;
     }
-    test::TempDir dir_;
-    PreferencesStore store_;
-    NumbrelAppDelegate app_;
 };
 
 TEST_F(CurrentPeriod, OneRegister) {

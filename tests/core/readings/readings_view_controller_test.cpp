@@ -4,6 +4,7 @@
 
 #include "store/app_delegate.h"
 #include "store/document.h"
+#include "support/app_fixture.h"
 #include "support/fake_navigator.h"
 #include "support/test_support.h"
 
@@ -12,21 +13,14 @@ namespace {
 
 using test::at;
 
-class ReadingsList : public ::testing::Test {
+class ReadingsList : public test::AppFixture {
 protected:
-    ReadingsList() : store_(dir_.file("p.plist")), app_(test::pinnedEnvironment(), store_) {
-        app_.applicationDidFinishLaunching();
-    }
-    Value& meter() { return (*metersOf(app_.settings()))[0]; }
     void add(const char* when, double v, bool bill = false) {
         Value r = Value::makeDictionary({{"date", at(when)}, {"reading", Value(Array{v, 0.0, 0.0})}});
         if (bill) r.set("ticked", true);
         Array& readings = meter().find("readings")->array();
         readings.push_back(std::move(r));  // callers add newest first
     }
-    test::TempDir dir_;
-    PreferencesStore store_;
-    NumbrelAppDelegate app_;
     test::FakeNavigator nav_;
 };
 
