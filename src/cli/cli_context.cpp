@@ -150,6 +150,7 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     addCostCommands(commands);
     addGraphCommands(commands);
     addReadingsCommands(commands);
+    addMeterCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;
