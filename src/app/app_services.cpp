@@ -9,6 +9,7 @@
 #include <QStandardPaths>
 #include <QUrl>
 
+#include "main/meters_view_controller.h"
 #include "plist/date_text.h"
 #include "readings/csv_export.h"
 #include "store/document.h"
@@ -232,15 +233,7 @@ void Services::entryCancel() {
 }
 
 void Services::answerAlert(int tag, int button) {
-    if (readings_ && tag == ReadingsViewController::kUsageSheetTag) {
-        readings_->answerUsageSheet(button);
-        emit readingsChanged();
-        return;
-    }
-    if (tag == RootViewController::kReviewTag) {
-        root_.answerReview(button);
-        return;
-    }
+    // The screen on top answers: reading entry, then the readings list, the meters list, the main screen.
     if (entry_ && tag == AddViewController::kSavedTag) {
         if (button == 1) {
             entry_->answerAlert(tag, button);
@@ -250,7 +243,75 @@ void Services::answerAlert(int tag, int button) {
         } else {
             entryCancel();
         }
+        return;
     }
+    if (readings_ && tag == ReadingsViewController::kUsageSheetTag) {
+        readings_->answerUsageSheet(button);
+        emit readingsChanged();
+        return;
+    }
+    if (meters_ && tag == MetersViewController::kDeleteTag) {
+        meters_->answerAlert(tag, button);
+        touch();
+        emit metersChanged();
+        return;
+    }
+    if (tag == RootViewController::kReviewTag) root_.answerReview(button);
+}
+
+void Services::closeReadings() {
+    readings_.reset();
+}
+
+void Services::openMeters() {
+    meters_ = std::make_unique<MetersViewController>(app_, navigator_);
+    emit metersChanged();
+}
+
+QVariantList Services::metersSections() const {
+    return meters_ ? toVariant(meters_->sections()) : QVariantList();
+}
+
+bool Services::metersEditing() const {
+    return meters_ && meters_->editing();
+}
+
+void Services::metersEdit(bool editing) {
+    if (!meters_) return;
+    editing ? meters_->editAction() : meters_->doneAction();
+    emit metersChanged();
+}
+
+void Services::metersSelect(int row) {
+    if (!meters_) return;
+    QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::popRequested, this, [this] {
+        meters_.reset();
+        emit metersClosed();
+    });
+    meters_->selectRow(0, row);
+    disconnect(closed);
+    touch();
+    if (meters_) emit metersChanged();
+}
+
+void Services::metersDelete(int row) {
+    if (!meters_) return;
+    meters_->deleteRow(row);
+    touch();
+    emit metersChanged();
+}
+
+void Services::metersMove(int from, int to) {
+    if (!meters_ || !meters_->moveRow(from, to)) return;
+    touch();
+    emit metersChanged();
+}
+
+void Services::metersAdd(const QString& name) {
+    if (!meters_) return;
+    meters_->addMeter(name.trimmed().toStdString());
+    touch();
+    emit metersChanged();
 }
 
 QString Services::entryTitle() const {

@@ -12,6 +12,7 @@
 #include <QVariant>
 #include <memory>
 
+#include "main/meters_view_controller.h"
 #include "main/root_view_controller.h"
 #include "readings/add_view_controller.h"
 #include "readings/current_view_controller.h"
@@ -67,6 +68,8 @@ class Services : public QObject {
     Q_PROPERTY(QVariantList readingsSections READ readingsSections NOTIFY readingsChanged)
     Q_PROPERTY(QVariantMap readingsPeriods READ readingsPeriods NOTIFY readingsChanged)
     Q_PROPERTY(QVariantList currentSections READ currentSections NOTIFY currentChanged)
+    Q_PROPERTY(QVariantList metersSections READ metersSections NOTIFY metersChanged)
+    Q_PROPERTY(bool metersEditing READ metersEditing NOTIFY metersChanged)
 
 public:
     Services(NumbrelAppDelegate& app, std::string documentsDir, QObject* parent = nullptr);
@@ -122,6 +125,16 @@ public:
     QVariantList readingsSections() const;
     QVariantMap readingsPeriods() const;
 
+    Q_INVOKABLE void closeReadings();
+    Q_INVOKABLE void openMeters();
+    Q_INVOKABLE void metersEdit(bool editing);
+    Q_INVOKABLE void metersSelect(int row);
+    Q_INVOKABLE void metersDelete(int row);
+    Q_INVOKABLE void metersMove(int from, int to);
+    Q_INVOKABLE void metersAdd(const QString& name);
+    QVariantList metersSections() const;
+    bool metersEditing() const;
+
     Q_INVOKABLE void openCurrent();
     QVariantList currentSections() const;
 
@@ -148,6 +161,8 @@ signals:
     void currentChanged();
     void entryOpened();
     void exportSaveRequested(bool all, QString suggestedName);
+    void metersChanged();
+    void metersClosed();
 
 private:
     void touch();
@@ -160,6 +175,7 @@ private:
     std::unique_ptr<AddViewController> entry_;
     std::unique_ptr<ReadingsViewController> readings_;
     std::unique_ptr<CurrentViewController> current_;
+    std::unique_ptr<MetersViewController> meters_;
     std::unique_ptr<QTemporaryDir> exports_;  // mail attachments, removed when the app ends
     QTimer saveTimer_;
     int revision_ = 0;

@@ -33,6 +33,7 @@ ApplicationWindow {
         if (what === "bills") { openReadings(); App.readingsUsageAction(); App.answerAlert(1, 2); alertDialog.close() }
         if (what === "bill") { openReadings(); App.answerAlert(1, 1) }
         if (what === "current") openCurrent()
+        if (what === "meters") { openMeters(); App.metersEdit(true) }
     }
     function selfTest() {
         openEntry(-1)
@@ -40,6 +41,8 @@ ApplicationWindow {
         openReadings()
         stack.pop()
         openCurrent()
+        stack.pop()
+        openMeters()
         stack.pop()
         alertDialog.show(App.settingsSheet())
         alertDialog.close()
@@ -98,6 +101,14 @@ ApplicationWindow {
     function openReadings() {
         App.openReadings()
         stack.push(readingsPage)
+    }
+    Component {
+        id: metersPage
+        MetersPage {}
+    }
+    function openMeters() {
+        App.openMeters()
+        stack.push(metersPage)
     }
     function openCurrent() {
         App.openCurrent()

@@ -8,9 +8,9 @@ Page {
     id: page
     background: Rectangle { color: Theme.background }
     property string pageTitle: App.title
-    property string leftText: ""
+    property string leftText: qsTr("Meters")
     property string rightText: "+"
-    function leftAction() {}
+    function leftAction() { window.openMeters() }
     function rightAction() { window.openEntry(-1) }
 
     SwipeView {

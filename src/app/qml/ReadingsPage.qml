@@ -14,7 +14,7 @@ Page {
     property string pageTitle: App.readingsTitle
     property string leftText: "‹ " + qsTr("Back")
     property string rightText: periods.bills ? qsTr("Done") : (editing ? qsTr("Done") : qsTr("Edit"))
-    function leftAction() { stack.pop() }
+    function leftAction() { App.closeReadings(); stack.pop() }
     function rightAction() {
         if (periods.bills) App.readingsDoneAction()
         else editing = !editing
