@@ -1,0 +1,100 @@
+#include "costs/tariff_view_controller.h"
+
+#include <gtest/gtest.h>
+
+#include "support/app_fixture.h"
+#include "support/fake_navigator.h"
+
+namespace numbrel {
+namespace {
+
+class TariffEditor : public test::AppFixture {
+protected:
+    std::vector<std::string> labels(const Section& s) {
+        std::vector<std::string> out;
+        for (const Row& r : s.rows)
+            out.push_back(r.label);
+        return out;
+    }
+    test::FakeNavigator nav_;
+};
+
+TEST_F(TariffEditor, SectionsFollowTheMeter) {
+    TariffViewController editor(app_, nav_, 0);
+    EXPECT_EQ(editor.title(), "Electricity");
+    auto s = editor.sections();
+    ASSERT_EQ(s.size(), 6u);  // meter, units, fixed, one register, discounts, previous rates
+    EXPECT_EQ(labels(s[0]), (std::vector<std::string>{"Name", "Type", "Format/Direction", "Currency",
+                                                      "Postcode", "House/Flat", "Notes"}));  // GBP
+    EXPECT_EQ(s[0].footer, "Change the meter type for things like Solar and Economy 7");
+    EXPECT_EQ(s[3].header, "Per Unit Rates");
+    EXPECT_EQ(labels(s[3]), (std::vector<std::string>{"Rate", "Stepped", "Monthly"}));
+    EXPECT_EQ(s[3].rows[1].tag, 31);
+    EXPECT_EQ(labels(s[5]), std::vector<std::string>{"Add rate change"});
+    meter().set("code", "EUR");
+    EXPECT_EQ(editor.sections()[0].rows[4].label, "Notes");
+    app_.settings().set("tips", false);
+    EXPECT_EQ(editor.sections()[0].footer, "");
+
+    meter().set("enabled", 2);
+    meter().set("economy7", 1);
+    s = editor.sections();
+    EXPECT_EQ(s[0].rows[1].detail, "Electricity (Night+Day)");
+    EXPECT_EQ(s[3].header, "Per Unit Rates, Night");
+    EXPECT_EQ(s[4].header, "Per Unit Rates, Day");
+}
+
+TEST_F(TariffEditor, SteppedAndMonthlyRows) {
+    TariffViewController editor(app_, nav_, 0);
+    editor.flipSwitch(31, true);  // stepped, first step "all"
+    auto s = editor.sections();
+    EXPECT_EQ(labels(s[3]), (std::vector<std::string>{"Initial units", "Rate", "Stepped", "Monthly"}));
+    EXPECT_EQ(s[3].rows[0].detail, "all");
+    std::optional<TariffViewController::Edit> units = editor.editFor(3, 0);
+    ASSERT_TRUE(units);
+    EXPECT_EQ(units->period, "day");
+    EXPECT_TRUE(units->apply("100", "month"));
+    s = editor.sections();
+    EXPECT_EQ(labels(s[3]), (std::vector<std::string>{"Initial units", "Rate", "Next units", "Rate",
+                                                      "Stepped", "Monthly"}));
+    EXPECT_EQ(s[3].rows[0].detail, "100/month");
+    EXPECT_EQ(s[3].rows[2].detail, "all remaining");
+    ASSERT_TRUE(editor.editFor(3, 3));
+    EXPECT_TRUE(editor.editFor(3, 3)->apply("0.125", ""));
+    EXPECT_EQ(editor.sections()[3].rows[3].detail, "£0.125");
+    EXPECT_FALSE(editor.editFor(3, 3)->apply("lots", ""));
+
+    editor.flipSwitch(30, true);  // monthly and stepped: two prices and twelve allowances
+    EXPECT_EQ(editor.sections()[3].rows.size(), 16u);
+    editor.flipSwitch(31, false);  // monthly only
+    EXPECT_EQ(editor.sections()[3].rows.size(), 14u);
+    EXPECT_EQ(editor.sections()[3].rows[0].label, "Jan");
+}
+
+TEST_F(TariffEditor, EditsAndRateChanges) {
+    TariffViewController editor(app_, nav_, 0);
+    auto factor = editor.editFor(1, 1);
+    ASSERT_TRUE(factor);
+    EXPECT_TRUE(factor->apply("0", ""));
+    EXPECT_EQ(realOf(meter(), "factor"), 1.0);  // never zero
+    auto fixed = editor.editFor(2, 0);
+    EXPECT_EQ(fixed->prompt, "Enter the amount (in £) you are charged per day, week, month, quarter or year");
+    EXPECT_TRUE(fixed->apply("30", "month"));
+    EXPECT_EQ(stringOf(meter(), "period"), "month");
+    EXPECT_TRUE(editor.editFor(0, 4)->apply("ec1a 1bb", ""));
+    EXPECT_EQ(stringOf(meter(), "postcode"), "EC1A 1BB");
+    EXPECT_FALSE(editor.editFor(0, 3)->apply("XYZ", ""));
+
+    editor.selectRow(5, 0);  // "Add rate change"
+    ASSERT_EQ(nav_.alerts.size(), 1u);
+    EXPECT_EQ(nav_.alerts[0].title, "Rate Changes");
+    editor.answerAlert(TariffViewController::kRateChangeTag, 1);
+    auto s = editor.sections();
+    EXPECT_EQ(labels(s[5]), (std::vector<std::string>{"Rates to", "Add rate change"}));
+    EXPECT_EQ(s[5].rows[0].detail, "23/11/2026");
+    editor.doneAction();
+    EXPECT_EQ(integerOf(app_.settings(), "meter"), 0);
+}
+
+}  // namespace
+}  // namespace numbrel
