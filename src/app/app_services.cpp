@@ -256,6 +256,12 @@ void Services::answerAlert(int tag, int button) {
         emit metersChanged();
         return;
     }
+    if (tariff_ && tag == TariffViewController::kRateChangeTag) {
+        tariff_->answerAlert(tag, button);
+        touch();
+        emit tariffChanged();
+        return;
+    }
     if (tag == RootViewController::kReviewTag) root_.answerReview(button);
 }
 
@@ -265,7 +271,64 @@ void Services::closeReadings() {
 
 void Services::openMeters() {
     meters_ = std::make_unique<MetersViewController>(app_, navigator_);
+    meters_->setTariffEditorHook([this](int meter) {
+        openTariff(meter);
+        emit tariffOpened();
+    });
     emit metersChanged();
+}
+
+void Services::openTariff(int meter) {
+    if (meter < 0 || meter >= root_.numberOfPages()) return;
+    tariff_ = std::make_unique<TariffViewController>(app_, navigator_, meter);
+    emit tariffChanged();
+}
+
+void Services::tariffFlip(int tag, bool on) {
+    if (!tariff_) return;
+    tariff_->flipSwitch(tag, on);
+    touch();
+    emit tariffChanged();
+}
+
+void Services::tariffSelect(int section, int row) {
+    if (!tariff_) return;
+    edit_ = tariff_->editFor(section, row);
+    if (!edit_) {
+        tariff_->selectRow(section, row);
+        return;
+    }
+    emit editRequested(QVariantMap{{"title", qs(edit_->title)},
+                                   {"prompt", qs(edit_->prompt)},
+                                   {"value", qs(edit_->value)},
+                                   {"period", edit_->period ? qs(*edit_->period) : QString()},
+                                   {"number", edit_->number}});
+}
+
+bool Services::tariffApply(const QString& text, const QString& period) {
+    if (!tariff_ || !edit_) return false;
+    bool ok = edit_->apply(text.toStdString(), period.toStdString());
+    if (ok) {
+        edit_.reset();
+        touch();
+        emit tariffChanged();
+        emit metersChanged();
+    }
+    return ok;
+}
+
+void Services::tariffDone() {
+    if (tariff_) tariff_->doneAction();
+    tariff_.reset();
+    touch();
+}
+
+QString Services::tariffTitle() const {
+    return tariff_ ? qs(tariff_->title()) : QString();
+}
+
+QVariantList Services::tariffSections() const {
+    return tariff_ ? toVariant(tariff_->sections()) : QVariantList();
 }
 
 QVariantList Services::metersSections() const {

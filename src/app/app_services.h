@@ -12,6 +12,7 @@
 #include <QVariant>
 #include <memory>
 
+#include "costs/tariff_view_controller.h"
 #include "main/meters_view_controller.h"
 #include "main/root_view_controller.h"
 #include "readings/add_view_controller.h"
@@ -70,6 +71,8 @@ class Services : public QObject {
     Q_PROPERTY(QVariantList currentSections READ currentSections NOTIFY currentChanged)
     Q_PROPERTY(QVariantList metersSections READ metersSections NOTIFY metersChanged)
     Q_PROPERTY(bool metersEditing READ metersEditing NOTIFY metersChanged)
+    Q_PROPERTY(QString tariffTitle READ tariffTitle NOTIFY tariffChanged)
+    Q_PROPERTY(QVariantList tariffSections READ tariffSections NOTIFY tariffChanged)
 
 public:
     Services(NumbrelAppDelegate& app, std::string documentsDir, QObject* parent = nullptr);
@@ -135,6 +138,15 @@ public:
     QVariantList metersSections() const;
     bool metersEditing() const;
 
+    // The tariff editor of a meter: rows, switches, and edits through a dialog.
+    Q_INVOKABLE void openTariff(int meter);
+    Q_INVOKABLE void tariffFlip(int tag, bool on);
+    Q_INVOKABLE void tariffSelect(int section, int row);  // an edit dialog, or the rate-change question
+    Q_INVOKABLE bool tariffApply(const QString& text, const QString& period);
+    Q_INVOKABLE void tariffDone();
+    QString tariffTitle() const;
+    QVariantList tariffSections() const;
+
     Q_INVOKABLE void openCurrent();
     QVariantList currentSections() const;
 
@@ -163,6 +175,9 @@ signals:
     void exportSaveRequested(bool all, QString suggestedName);
     void metersChanged();
     void metersClosed();
+    void tariffChanged();
+    void tariffOpened();
+    void editRequested(QVariantMap edit);
 
 private:
     void touch();
@@ -176,6 +191,8 @@ private:
     std::unique_ptr<ReadingsViewController> readings_;
     std::unique_ptr<CurrentViewController> current_;
     std::unique_ptr<MetersViewController> meters_;
+    std::unique_ptr<TariffViewController> tariff_;
+    std::optional<TariffViewController::Edit> edit_;
     std::unique_ptr<QTemporaryDir> exports_;  // mail attachments, removed when the app ends
     QTimer saveTimer_;
     int revision_ = 0;

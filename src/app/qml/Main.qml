@@ -34,6 +34,7 @@ ApplicationWindow {
         if (what === "bill") { openReadings(); App.answerAlert(1, 1) }
         if (what === "current") openCurrent()
         if (what === "meters") { openMeters(); App.metersEdit(true) }
+        if (what === "tariff") { openMeters(); App.openTariff(0); stack.push(tariffPage) }
     }
     function selfTest() {
         openEntry(-1)
@@ -43,6 +44,9 @@ ApplicationWindow {
         openCurrent()
         stack.pop()
         openMeters()
+        App.openTariff(0)
+        stack.push(tariffPage)
+        stack.pop()
         stack.pop()
         alertDialog.show(App.settingsSheet())
         alertDialog.close()
@@ -106,6 +110,10 @@ ApplicationWindow {
         id: metersPage
         MetersPage {}
     }
+    Component {
+        id: tariffPage
+        TariffPage {}
+    }
     function openMeters() {
         App.openMeters()
         stack.push(metersPage)
@@ -120,6 +128,7 @@ ApplicationWindow {
         function onEntryClosed() { if (stack.depth > 1) stack.pop() }
         function onEntryOpened() { stack.push(entryPage) }
         function onReadingsClosed() { if (stack.depth > 1) stack.pop() }
+        function onTariffOpened() { stack.push(tariffPage) }
         function onSaveFailed(message) {
             alertDialog.show({ tag: -1, title: qsTr("Warning!"), message: qsTr("Your readings could not be saved: ") + message, buttons: [qsTr("OK")] })
         }

@@ -40,7 +40,7 @@ Page {
                     MouseArea {
                         id: mouse
                         anchors.fill: parent
-                        onClicked: parent.addRow ? nameDialog.open() : (App.metersEditing ? null : App.metersSelect(index))
+                        onClicked: parent.addRow ? nameDialog.open() : App.metersSelect(index)
                     }
                     RowLayout {
                         anchors.fill: parent
@@ -70,6 +70,13 @@ Page {
                             visible: App.metersEditing && !parent.parent.addRow && index < metersPage.section.rows.length - 2
                             text: "▼"
                             onClicked: App.metersMove(index, index + 1)
+                        }
+                        ToolButton {
+                            visible: !parent.parent.addRow
+                            text: "ⓘ"
+                            font.pixelSize: 18
+                            palette.buttonText: Theme.tint
+                            onClicked: { App.openTariff(index); stack.push(tariffPage) }
                         }
                         Label {
                             visible: !App.metersEditing && modelData.accessory === "check"
