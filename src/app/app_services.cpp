@@ -95,6 +95,11 @@ Services::Services(NumbrelAppDelegate& app, std::string documentsDir, QObject* p
     // A saved reading reaches the disk within a second, so that a crash never loses it.
     saveTimer_.setSingleShot(true);
     saveTimer_.setInterval(500);
+    navigator_.onPush = [this](std::unique_ptr<Screen> screen) {
+        screens_.push_back(std::move(screen));
+        emit screenChanged();
+        emit screenPushed();
+    };
     connect(&saveTimer_, &QTimer::timeout, this, [this] {
         if (auto error = app_.saveSettings()) emit saveFailed(qs(*error));
     });
@@ -321,6 +326,35 @@ void Services::tariffDone() {
     if (tariff_) tariff_->doneAction();
     tariff_.reset();
     touch();
+}
+
+void Services::screenSelect(int section, int row) {
+    if (screens_.empty()) return;
+    screens_.back()->selectRow(section, row);
+    touch();
+    emit screenChanged();
+    emit tariffChanged();
+}
+
+void Services::screenFlip(int tag, bool on) {
+    if (screens_.empty()) return;
+    screens_.back()->flipSwitch(tag, on);
+    touch();
+    emit screenChanged();
+}
+
+void Services::screenPop() {
+    if (!screens_.empty()) screens_.pop_back();
+    emit screenChanged();
+    emit tariffChanged();
+}
+
+QString Services::screenTitle() const {
+    return screens_.empty() ? QString() : qs(screens_.back()->title());
+}
+
+QVariantList Services::screenSections() const {
+    return screens_.empty() ? QVariantList() : toVariant(screens_.back()->sections());
 }
 
 QString Services::tariffTitle() const {

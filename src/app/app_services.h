@@ -10,6 +10,7 @@
 #include <QTimer>
 #include <QUrl>
 #include <QVariant>
+#include <functional>
 #include <memory>
 
 #include "costs/tariff_view_controller.h"
@@ -30,7 +31,10 @@ class QmlNavigator : public QObject, public Navigator {
     Q_OBJECT
 public:
     explicit QmlNavigator(QObject* parent = nullptr) : QObject(parent) {}
-    void push(std::unique_ptr<Screen>) override {}
+    void push(std::unique_ptr<Screen> screen) override {
+        if (onPush) onPush(std::move(screen));
+    }
+    std::function<void(std::unique_ptr<Screen>)> onPush;
     void pop() override { emit popRequested(); }
     void present(const Alert& alert) override;
     void dismiss() override { emit dismissRequested(); }
@@ -72,6 +76,9 @@ class Services : public QObject {
     Q_PROPERTY(QVariantList metersSections READ metersSections NOTIFY metersChanged)
     Q_PROPERTY(bool metersEditing READ metersEditing NOTIFY metersChanged)
     Q_PROPERTY(QString tariffTitle READ tariffTitle NOTIFY tariffChanged)
+    // The screen a model pushed (a chooser), drawn by the generic table page.
+    Q_PROPERTY(QString screenTitle READ screenTitle NOTIFY screenChanged)
+    Q_PROPERTY(QVariantList screenSections READ screenSections NOTIFY screenChanged)
     Q_PROPERTY(QVariantList tariffSections READ tariffSections NOTIFY tariffChanged)
 
 public:
@@ -147,6 +154,12 @@ public:
     QString tariffTitle() const;
     QVariantList tariffSections() const;
 
+    Q_INVOKABLE void screenSelect(int section, int row);
+    Q_INVOKABLE void screenFlip(int tag, bool on);
+    Q_INVOKABLE void screenPop();
+    QString screenTitle() const;
+    QVariantList screenSections() const;
+
     Q_INVOKABLE void openCurrent();
     QVariantList currentSections() const;
 
@@ -176,6 +189,8 @@ signals:
     void metersChanged();
     void metersClosed();
     void tariffChanged();
+    void screenChanged();
+    void screenPushed();
     void tariffOpened();
     void editRequested(QVariantMap edit);
 
@@ -192,6 +207,7 @@ private:
     std::unique_ptr<CurrentViewController> current_;
     std::unique_ptr<MetersViewController> meters_;
     std::unique_ptr<TariffViewController> tariff_;
+    std::vector<std::unique_ptr<Screen>> screens_;
     std::optional<TariffViewController::Edit> edit_;
     std::unique_ptr<QTemporaryDir> exports_;  // mail attachments, removed when the app ends
     QTimer saveTimer_;

@@ -35,6 +35,7 @@ ApplicationWindow {
         if (what === "current") openCurrent()
         if (what === "meters") { openMeters(); App.metersEdit(true) }
         if (what === "tariff") { openMeters(); App.openTariff(0); stack.push(tariffPage) }
+        if (what === "type") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 1); App.screenSelect(1, 1); App.screenSelect(2, 1) }
     }
     function selfTest() {
         openEntry(-1)
@@ -46,6 +47,9 @@ ApplicationWindow {
         openMeters()
         App.openTariff(0)
         stack.push(tariffPage)
+        App.tariffSelect(0, 2)
+        App.screenPop()
+        stack.pop()
         stack.pop()
         stack.pop()
         alertDialog.show(App.settingsSheet())
@@ -114,6 +118,10 @@ ApplicationWindow {
         id: tariffPage
         TariffPage {}
     }
+    Component {
+        id: screenPage
+        ScreenPage {}
+    }
     function openMeters() {
         App.openMeters()
         stack.push(metersPage)
@@ -129,6 +137,7 @@ ApplicationWindow {
         function onEntryOpened() { stack.push(entryPage) }
         function onReadingsClosed() { if (stack.depth > 1) stack.pop() }
         function onTariffOpened() { stack.push(tariffPage) }
+        function onScreenPushed() { stack.push(screenPage) }
         function onSaveFailed(message) {
             alertDialog.show({ tag: -1, title: qsTr("Warning!"), message: qsTr("Your readings could not be saved: ") + message, buttons: [qsTr("OK")] })
         }

@@ -6,6 +6,7 @@
 
 #include "costs/currency_table.h"
 #include "costs/formatter.h"
+#include "main/selection_view_controller.h"
 #include "readings/meter_editing.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
@@ -215,6 +216,9 @@ void TariffViewController::flipSwitch(int tag, bool on) {
 }
 
 void TariffViewController::selectRow(int section, int row) {
+    if (section == 0 && row == 1)
+        navigator_.push(std::make_unique<SelectionViewController>(app_, navigator_, meter_));
+    if (section == 0 && row == 2) navigator_.push(std::make_unique<FormatViewController>(app_, meter_));
     if (section == 4 + registers()) {
         const Array* changes = arrayOf(meter(), "previous");
         int n = changes ? static_cast<int>(changes->size()) : 0;

@@ -1,0 +1,36 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Numbrel
+
+// Any table screen a model pushes (the choosers): its sections as the model describes them.
+Page {
+    background: Rectangle { color: Theme.background }
+    property string pageTitle: App.screenTitle
+    property string leftText: "‹ " + qsTr("Back")
+    property string rightText: ""
+    function leftAction() { App.screenPop(); stack.pop() }
+    function rightAction() {}
+
+    Flickable {
+        anchors.fill: parent
+        contentHeight: column.implicitHeight + 24
+        ColumnLayout {
+            id: column
+            width: parent.width
+            spacing: 16
+            Item { height: 4 }
+            Repeater {
+                model: App.screenSections
+                delegate: TableSection {
+                    required property var modelData
+                    required property int index
+                    Layout.fillWidth: true
+                    model: modelData
+                    onRowSelected: (row) => App.screenSelect(index, row)
+                    onSwitchFlipped: (tag, on) => App.screenFlip(tag, on)
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,138 @@
+#include "main/selection_view_controller.h"
+
+#include <algorithm>
+
+#include "readings/meter_editing.h"
+#include "store/app_delegate.h"
+#include "store/document.h"
+#include "ui/localize.h"
+
+namespace numbrel {
+
+namespace {
+
+const char* const kTypes[6] = {"Electricity", "Gas", "Water", "Solar", "Wind", "Other"};
+
+Row choice(std::string label, bool checked, bool enabled = true) {
+    Row r{std::move(label), "", checked ? Accessory::Check : Accessory::None};
+    r.enabled = enabled;
+    r.selectable = enabled;
+    return r;
+}
+
+}  // namespace
+
+const std::vector<RegisterCombination>& registerCombinations(int registers) {
+    static const std::vector<RegisterCombination> two{
+        {"R1 + R2", 0, 0}, {"Day + Night", 2, 0}, {"R1 - R2", 0, 2}, {"Night + Day", 1, 0}};
+    static const std::vector<RegisterCombination> three{
+        {"R1 + R2 + R3", 0, 0}, {"R1 + R2 - R3", 0, 3}, {"R1 - R2 + R3", 0, 2}};
+    static const std::vector<RegisterCombination> none;
+    return registers == 2 ? two : registers == 3 ? three : none;
+}
+
+SelectionViewController::SelectionViewController(NumbrelAppDelegate& app, Navigator& navigator,
+                                                 int meterIndex)
+    : app_(app), navigator_(navigator), meter_(meterIndex) {}
+
+Value& SelectionViewController::meter() const {
+    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+}
+
+std::string SelectionViewController::title() const {
+    return tr("Meter Type");
+}
+
+std::vector<Section> SelectionViewController::sections() const {
+    const Value& m = meter();
+    std::vector<Section> out;
+    Section types;
+    for (const char* t : kTypes)
+        types.rows.push_back(choice(tr(t), stringOf(m, "type") == t));
+    out.push_back(types);
+    const int registers = static_cast<int>(std::clamp<std::int64_t>(integerOf(m, "enabled", 1), 1, 3));
+    Section counters{tr("Readings/Counters"), "", {}};
+    for (int r = 1; r <= 3; ++r)
+        counters.rows.push_back(choice(std::to_string(r), registers == r));
+    out.push_back(counters);
+    if (registers >= 2) {
+        Section total{tr("Total Usage"), "", {}};
+        std::int64_t economy7 = integerOf(m, "economy7"), minus = integerOf(m, "minus");
+        for (const RegisterCombination& c : registerCombinations(registers))
+            total.rows.push_back(choice(tr(c.label), economy7 == c.economy7 && minus == c.minus));
+        out.push_back(total);
+    }
+    return out;
+}
+
+void SelectionViewController::selectRow(int section, int row) {
+    Value& m = meter();
+    if (section == 0 && row >= 0 && row < 6) {
+        m.set("type", kTypes[row]);
+    } else if (section == 1 && row >= 0 && row < 3) {
+        // A new register count starts from the plain sum.
+        m.set("enabled", row + 1);
+        m.set("economy7", 0);
+        m.erase("minus");
+    } else if (section == 2) {
+        const auto& combinations = registerCombinations(static_cast<int>(integerOf(m, "enabled", 1)));
+        if (row < 0 || row >= static_cast<int>(combinations.size())) return;
+        m.set("economy7", combinations[static_cast<std::size_t>(row)].economy7);
+        if (combinations[static_cast<std::size_t>(row)].minus) {
+            m.set("minus", combinations[static_cast<std::size_t>(row)].minus);
+        } else {
+            m.erase("minus");
+        }
+    }
+    // A list of several sections stays open after a choice.
+}
+
+FormatViewController::FormatViewController(NumbrelAppDelegate& app, int meterIndex)
+    : app_(app), meter_(meterIndex), leastDigits_(smallestDigits(meter())) {}
+
+Value& FormatViewController::meter() const {
+    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+}
+
+std::string FormatViewController::title() const {
+    return tr("Format/Direction");
+}
+
+std::vector<Section> FormatViewController::sections() const {
+    const Value& m = meter();
+    const bool tips = boolOf(app_.settings(), "tips", true);
+    Section before{tr("Before"), "", {}};
+    for (int n = 0; n < 6; ++n) {
+        int digits = 8 - n;
+        before.rows.push_back(
+            choice(std::to_string(digits), integerOf(m, "digits", 5) == digits, digits >= leastDigits_));
+    }
+    Section after{
+        tr("After"),
+        tips ? tr("Select the number of digits before and after the decimal point on your meter") : "",
+        {}};
+    for (int d = 0; d <= 4; ++d)
+        after.rows.push_back(choice(std::to_string(d), integerOf(m, "precision", 1) == d));
+    std::int64_t direction = integerOf(m, "direction");
+    std::string footer = direction == 1   ? tr("Usage is \"Yesterday - Today\"")
+                         : direction == 2 ? tr("Usage is your actual reading")
+                                          : tr("Usage is \"Today - Yesterday\"");
+    Section dir{tr("Meter Direction"),
+                tips ? footer : "",
+                {choice(tr("Up (Default)"), direction != 1 && direction != 2),
+                 choice(tr("Down"), direction == 1), choice(tr("Other"), direction == 2)}};
+    return {before, after, dir};
+}
+
+void FormatViewController::selectRow(int section, int row) {
+    Value& m = meter();
+    if (section == 0 && row >= 0 && row < 6 && 8 - row >= leastDigits_) m.set("digits", 8 - row);
+    if (section == 1 && row >= 0 && row <= 4) m.set("precision", row);
+    if (section == 2) {
+        if (row == 0) m.erase("direction");
+        if (row == 1) m.set("direction", 1);
+        if (row == 2) m.set("direction", 2);
+    }
+}
+
+}  // namespace numbrel

@@ -1,0 +1,55 @@
+// The option choosers of a meter: its type with the number of registers and how they add up, and its
+// dial format and counting direction. Each choice is written into the meter at once.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "plist/value.h"
+#include "ui/screen.h"
+
+namespace numbrel {
+
+class NumbrelAppDelegate;
+
+// The meter type: types, then "Readings/Counters" (1 to 3 registers), then for 2 or 3 registers
+// "Total Usage": how the registers add up.
+class SelectionViewController : public Screen {
+public:
+    SelectionViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex);
+    std::string title() const override;
+    std::vector<Section> sections() const override;
+    void selectRow(int section, int row) override;
+
+private:
+    Value& meter() const;
+    NumbrelAppDelegate& app_;
+    Navigator& navigator_;
+    int meter_;
+};
+
+// "Format/Direction": digits before the point (those too few for the largest reading greyed),
+// decimals after it, and whether the dial counts up, down or shows the usage itself.
+class FormatViewController : public Screen {
+public:
+    FormatViewController(NumbrelAppDelegate& app, int meterIndex);
+    std::string title() const override;
+    std::vector<Section> sections() const override;
+    void selectRow(int section, int row) override;
+
+private:
+    Value& meter() const;
+    NumbrelAppDelegate& app_;
+    int meter_;
+    int leastDigits_;
+};
+
+// The register combinations of the "Total Usage" section, by register count, and what each sets.
+struct RegisterCombination {
+    const char* label;
+    int economy7;  // 0 none
+    int minus;     // 0 none
+};
+const std::vector<RegisterCombination>& registerCombinations(int registers);
+
+}  // namespace numbrel

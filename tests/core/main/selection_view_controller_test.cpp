@@ -1,0 +1,66 @@
+#include "main/selection_view_controller.h"
+
+#include <gtest/gtest.h>
+
+#include "support/app_fixture.h"
+#include "support/fake_navigator.h"
+
+namespace numbrel {
+namespace {
+
+class Choosers : public test::AppFixture {
+protected:
+    test::FakeNavigator nav_;
+};
+
+TEST_F(Choosers, RegisterCombinationsSetEconomy7AndMinus) {
+    SelectionViewController type(app_, nav_, 0);
+    EXPECT_EQ(type.sections().size(), 2u);  // one register: no "Total Usage"
+    type.selectRow(1, 1);                   // two registers
+    ASSERT_EQ(type.sections().size(), 3u);
+    struct Row {
+        int registers, row;
+        const char* formula;
+        int economy7, minus;
+    };
+    for (const Row& r :
+         {Row{2, 0, "R1 + R2", 0, 0}, Row{2, 1, "Day + Night", 2, 0}, Row{2, 2, "R1 - R2", 0, 2},
+          Row{2, 3, "Night + Day", 1, 0}, Row{3, 0, "R1 + R2 + R3", 0, 0}, Row{3, 1, "R1 + R2 - R3", 0, 3},
+          Row{3, 2, "R1 - R2 + R3", 0, 2}}) {
+        type.selectRow(1, r.registers - 1);
+        EXPECT_EQ(integerOf(meter(), "economy7"), 0);  // a register count resets the combination
+        EXPECT_FALSE(meter().contains("minus"));
+        type.selectRow(2, r.row);
+        EXPECT_EQ(type.sections()[2].rows[static_cast<std::size_t>(r.row)].label, r.formula);
+        EXPECT_EQ(integerOf(meter(), "economy7"), r.economy7) << r.formula;
+        EXPECT_EQ(integerOf(meter(), "minus"), r.minus) << r.formula;
+        EXPECT_EQ(type.sections()[2].rows[static_cast<std::size_t>(r.row)].accessory, Accessory::Check);
+    }
+    type.selectRow(0, 3);
+    EXPECT_EQ(stringOf(meter(), "type"), "Solar");
+}
+
+TEST_F(Choosers, FormatGreysDigitsTheReadingsOutgrew) {
+    meter()
+        .find("readings")
+        ->array()
+        .push_back(
+            Value::makeDictionary({{"date", Date{1.0}}, {"reading", Value(Array{123456.7, 0.0, 0.0})}}));
+    FormatViewController format(app_, 0);
+    auto before = format.sections()[0].rows;
+    ASSERT_EQ(before.size(), 6u);
+    EXPECT_TRUE(before[2].enabled);   // 6 digits
+    EXPECT_FALSE(before[3].enabled);  // 5 digits cannot hold 123456.7
+    format.selectRow(0, 3);
+    EXPECT_EQ(integerOf(meter(), "digits"), 5);  // unchanged
+    format.selectRow(0, 1);
+    EXPECT_EQ(integerOf(meter(), "digits"), 7);
+    format.selectRow(2, 1);
+    EXPECT_EQ(integerOf(meter(), "direction"), 1);
+    EXPECT_EQ(format.sections()[2].footer, "Usage is \"Yesterday - Today\"");
+    format.selectRow(2, 0);
+    EXPECT_FALSE(meter().contains("direction"));
+}
+
+}  // namespace
+}  // namespace numbrel
