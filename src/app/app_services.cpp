@@ -330,7 +330,14 @@ void Services::tariffDone() {
 
 void Services::screenSelect(int section, int row) {
     if (screens_.empty()) return;
-    screens_.back()->selectRow(section, row);
+    // A chooser that closes itself after a choice goes back to the screen below.
+    QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::popRequested, this, [this] {
+        screens_.pop_back();
+        emit screenClosed();
+    });
+    Screen* top = screens_.back().get();
+    top->selectRow(section, row);
+    disconnect(closed);
     touch();
     emit screenChanged();
     emit tariffChanged();

@@ -191,6 +191,7 @@ signals:
     void tariffChanged();
     void screenChanged();
     void screenPushed();
+    void screenClosed();
     void tariffOpened();
     void editRequested(QVariantMap edit);
 

@@ -138,6 +138,7 @@ ApplicationWindow {
         function onReadingsClosed() { if (stack.depth > 1) stack.pop() }
         function onTariffOpened() { stack.push(tariffPage) }
         function onScreenPushed() { stack.push(screenPage) }
+        function onScreenClosed() { stack.pop() }
         function onSaveFailed(message) {
             alertDialog.show({ tag: -1, title: qsTr("Warning!"), message: qsTr("Your readings could not be saved: ") + message, buttons: [qsTr("OK")] })
         }

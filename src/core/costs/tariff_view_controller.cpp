@@ -219,6 +219,8 @@ void TariffViewController::selectRow(int section, int row) {
     if (section == 0 && row == 1)
         navigator_.push(std::make_unique<SelectionViewController>(app_, navigator_, meter_));
     if (section == 0 && row == 2) navigator_.push(std::make_unique<FormatViewController>(app_, meter_));
+    if (section == 0 && row == 3)
+        navigator_.push(std::make_unique<CurrencyViewController>(app_, navigator_, meter_));
     if (section == 4 + registers()) {
         const Array* changes = arrayOf(meter(), "previous");
         int n = changes ? static_cast<int>(changes->size()) : 0;
@@ -287,9 +289,6 @@ std::optional<TariffViewController::Edit> TariffViewController::editFor(int sect
                    "name"),
                 "house", false);
         if ((row == 6 && gbp) || (row == 4 && !gbp)) return keyEdit(tr("Notes"), "", "notes", false);
-        if (row == 3)
-            return keyEdit(tr("Currency"), tr("Enter the currency code, such as GBP, EUR or USD"), "code",
-                           false);
         return std::nullopt;  // type and format have choosers of their own
     }
     if (section == 1) {

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 
+#include "costs/currency_table.h"
 #include "readings/meter_editing.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
+#include "store/text_compare.h"
 #include "ui/localize.h"
 
 namespace numbrel {
@@ -133,6 +135,43 @@ void FormatViewController::selectRow(int section, int row) {
         if (row == 1) m.set("direction", 1);
         if (row == 2) m.set("direction", 2);
     }
+}
+
+CurrencyViewController::CurrencyViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex)
+    : app_(app), navigator_(navigator), meter_(meterIndex) {}
+
+Value& CurrencyViewController::meter() const {
+    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+}
+
+std::string CurrencyViewController::title() const {
+    return tr("Currency");
+}
+
+std::vector<Section> CurrencyViewController::sections() const {
+    std::vector<CurrencySymbol> codes(symbols().begin(), symbols().end());
+    std::stable_sort(codes.begin(), codes.end(), [](const CurrencySymbol& a, const CurrencySymbol& b) {
+        return caseInsensitiveCompare(a.code, b.code) < 0;
+    });
+    std::vector<Section> out;
+    std::string_view current = stringOf(meter(), "code");
+    for (const CurrencySymbol& c : codes) {
+        std::string letter(c.code.substr(0, 1));
+        if (out.empty() || out.back().header != letter) out.push_back(Section{letter, "", {}});
+        Row r = choice(std::string(c.code), c.code == current);
+        r.detail = std::string(c.symbol);
+        out.back().rows.push_back(r);
+    }
+    return out;
+}
+
+void CurrencyViewController::selectRow(int section, int row) {
+    std::vector<Section> all = sections();
+    if (section < 0 || section >= static_cast<int>(all.size()) || row < 0 ||
+        row >= static_cast<int>(all[static_cast<std::size_t>(section)].rows.size()))
+        return;
+    meter().set("code", all[static_cast<std::size_t>(section)].rows[static_cast<std::size_t>(row)].label);
+    navigator_.pop();
 }
 
 }  // namespace numbrel

@@ -44,6 +44,22 @@ private:
     int leastDigits_;
 };
 
+// The currency: the codes of the symbol table by first letter (the letters are the section index),
+// each with its symbol; choosing one stores it and goes back.
+class CurrencyViewController : public Screen {
+public:
+    CurrencyViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex);
+    std::string title() const override;
+    std::vector<Section> sections() const override;
+    void selectRow(int section, int row) override;
+
+private:
+    Value& meter() const;
+    NumbrelAppDelegate& app_;
+    Navigator& navigator_;
+    int meter_;
+};
+
 // The register combinations of the "Total Usage" section, by register count, and what each sets.
 struct RegisterCombination {
     const char* label;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "support/app_fixture.h"
 #include "support/fake_navigator.h"
 
@@ -83,7 +85,22 @@ TEST_F(TariffEditor, EditsAndRateChanges) {
     EXPECT_EQ(stringOf(meter(), "period"), "month");
     EXPECT_TRUE(editor.editFor(0, 4)->apply("ec1a 1bb", ""));
     EXPECT_EQ(stringOf(meter(), "postcode"), "EC1A 1BB");
-    EXPECT_FALSE(editor.editFor(0, 3)->apply("XYZ", ""));
+    EXPECT_FALSE(editor.editFor(0, 3));  // the currency has a chooser of its own
+    editor.selectRow(0, 3);
+    ASSERT_EQ(nav_.pushed.size(), 1u);
+    Screen& currency = *nav_.pushed[0];
+    auto letters = currency.sections();
+    EXPECT_EQ(letters.front().header, "-");  // the no-cost marker sorts first
+    auto e = std::find_if(letters.begin(), letters.end(), [](const Section& s) { return s.header == "E"; });
+    ASSERT_NE(e, letters.end());
+    int eur = 0;
+    while (e->rows[static_cast<std::size_t>(eur)].label != "EUR")
+        ++eur;
+    EXPECT_EQ(e->rows[static_cast<std::size_t>(eur)].detail, "€");
+    currency.selectRow(static_cast<int>(e - letters.begin()), eur);
+    EXPECT_EQ(stringOf(meter(), "code"), "EUR");
+    EXPECT_EQ(nav_.pops, 1);
+    meter().set("code", "GBP");
 
     editor.selectRow(5, 0);  // "Add rate change"
     ASSERT_EQ(nav_.alerts.size(), 1u);
