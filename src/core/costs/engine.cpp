@@ -87,6 +87,25 @@ struct Dial {
         modulus = M;
         half = static_cast<double>(M / 2);
     }
+
+    // The usage of register r between a newer and an older reading's values.
+    double difference(const Value* newerValues, const Value* olderValues, int r) const {
+        double d;
+        if (readingsAreUsage) {
+            d = valueAt(newerValues, r);
+        } else if (direction == 1) {
+            d = valueAt(olderValues, r) - valueAt(newerValues, r);
+        } else {
+            d = valueAt(newerValues, r) - valueAt(olderValues, r);
+        }
+        if (direction == 0 || direction == 1) {
+            // A fall of less than half the dial stays a negative usage; a fall of more is a wrap past
+            // zero; a rise of half the dial or more counts as a fall.
+            if (d < 0) d += modulus;
+            if (d >= half) d -= modulus;
+        }
+        return d;
+    }
 };
 
 // Billed units per day over the span (see Engine::usage).
@@ -103,20 +122,7 @@ double usageOf(const Dial& dial, int tariff, int a, int b) {
         const Value* newerValues = newer.find(key::reading);
         const Value* olderValues = older.find(key::reading);
         for (int r = regs.first; r <= regs.last; ++r) {
-            double d;
-            if (dial.readingsAreUsage) {
-                d = valueAt(newerValues, r);
-            } else if (dial.direction == 1) {
-                d = valueAt(olderValues, r) - valueAt(newerValues, r);
-            } else {
-                d = valueAt(newerValues, r) - valueAt(olderValues, r);
-            }
-            if (dial.direction == 0 || dial.direction == 1) {
-                // A fall of less than half the dial stays a negative usage; a fall of more is a
-                // wrap past zero; a rise of half the dial or more counts as a fall.
-                if (d < 0) d += dial.modulus;
-                if (d >= dial.half) d -= dial.modulus;
-            }
+            double d = dial.difference(newerValues, olderValues, r);
             // "minus" only counts in the whole meter's usage; each register alone is positive.
             if (tariff == 0 && r == dial.minus - 1) {
                 total -= d;
@@ -143,19 +149,7 @@ void registerUsages(const Dial& dial, const Engine::RegisterRange& regs, int a, 
         const Value* newerValues = newer.find(key::reading);
         const Value* olderValues = (*readings)[j + 1].find(key::reading);
         for (int r = regs.first; r <= regs.last; ++r) {
-            double d;
-            if (dial.readingsAreUsage) {
-                d = valueAt(newerValues, r);
-            } else if (dial.direction == 1) {
-                d = valueAt(olderValues, r) - valueAt(newerValues, r);
-            } else {
-                d = valueAt(newerValues, r) - valueAt(olderValues, r);
-            }
-            if (dial.direction == 0 || dial.direction == 1) {
-                if (d < 0) d += dial.modulus;
-                if (d >= dial.half) d -= dial.modulus;
-            }
-            out[r] += d;
+            out[r] += dial.difference(newerValues, olderValues, r);
         }
     }
     for (int r = regs.first; r <= regs.last; ++r)

@@ -21,20 +21,6 @@ constexpr const char* kUp = "▲";
 constexpr const char* kDown = "▼";
 constexpr const char* kLevel = "▶";
 
-std::string format(const std::string& pattern, std::initializer_list<std::string> args) {
-    std::string out;
-    auto arg = args.begin();
-    for (std::size_t i = 0; i < pattern.size(); ++i) {
-        if (pattern.compare(i, 2, "%@") == 0 && arg != args.end()) {
-            out += *arg++;
-            ++i;
-        } else {
-            out += pattern[i];
-        }
-    }
-    return out;
-}
-
 }  // namespace
 
 RootViewController::RootViewController(NumbrelAppDelegate& app) : app_(app) {}
@@ -185,9 +171,9 @@ std::string RootViewController::changeDetail(int page) const {
     double days = engine.days(page, 1, 0);
     std::string usage = app_.formatter().formatUsage(engine.usage(page, 0, 1, 0) * days, *m);
     std::string units(stringOf(*m, "units"));
-    if (!engine.hasCost(page)) return format(tr("∆ %@ %@"), {usage, units});
+    if (!engine.hasCost(page)) return fill(tr("∆ %@ %@"), {usage, units});
     std::string cost = app_.formatter().formatCost(engine.cost(page, 0, 1, 0) * days, *m);
-    return format(tr("∆ %@ %@, %@"), {usage, units, cost});
+    return fill(tr("∆ %@ %@, %@"), {usage, units, cost});
 }
 
 std::vector<Section> RootViewController::sections(int page) const {
@@ -298,7 +284,7 @@ std::string latestBackupLine(const std::string& documentsDir, const Environment&
         Calendar calendar(env);
         Date date = calendar.date(static_cast<int>(ymd / 10000), static_cast<int>(ymd / 100 % 100),
                                   static_cast<int>(ymd % 100));
-        return format(tr("Latest Backup: %@"), {f.formatDate(date, Formatter::DateStyle::Short, false)});
+        return fill(tr("Latest Backup: %@"), {f.formatDate(date, Formatter::DateStyle::Short, false)});
     }
     return tr("No Backups Found!");
 }

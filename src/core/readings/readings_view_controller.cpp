@@ -20,20 +20,6 @@ const char* const kWeekdays[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat
 // Per-day values scaled to the period control's choice (the whole interval is handled apart).
 constexpr double kScale[6] = {0, 1, 7, 365.0 / 12, 91.25, 365};
 
-std::string fill(const std::string& pattern, std::initializer_list<std::string> args) {
-    std::string out;
-    auto arg = args.begin();
-    for (std::size_t i = 0; i < pattern.size(); ++i) {
-        if (pattern.compare(i, 2, "%@") == 0 && arg != args.end()) {
-            out += *arg++;
-            ++i;
-        } else {
-            out += pattern[i];
-        }
-    }
-    return out;
-}
-
 // "%.1f", without the process locale's decimal separator.
 std::string oneDecimal(double v) {
     char buf[64];
