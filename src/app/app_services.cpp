@@ -261,6 +261,17 @@ void Services::answerAlert(int tag, int button) {
         emit metersChanged();
         return;
     }
+    if (!screens_.empty() && tag == TariffViewController::kDeleteRatesTag) {
+        QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::popRequested, this, [this] {
+            screens_.pop_back();
+            emit screenClosed();
+        });
+        screens_.back()->answerAlert(tag, button);
+        disconnect(closed);
+        touch();
+        emit tariffChanged();
+        return;
+    }
     if (tariff_ && tag == TariffViewController::kRateChangeTag) {
         tariff_->answerAlert(tag, button);
         touch();
@@ -311,13 +322,14 @@ void Services::tariffSelect(int section, int row) {
 }
 
 bool Services::tariffApply(const QString& text, const QString& period) {
-    if (!tariff_ || !edit_) return false;
+    if (!edit_) return false;
     bool ok = edit_->apply(text.toStdString(), period.toStdString());
     if (ok) {
         edit_.reset();
         touch();
         emit tariffChanged();
         emit metersChanged();
+        emit screenChanged();
     }
     return ok;
 }
@@ -330,6 +342,18 @@ void Services::tariffDone() {
 
 void Services::screenSelect(int section, int row) {
     if (screens_.empty()) return;
+    // A rate change's rows are value edits, made through the editor dialog.
+    if (auto* rates = dynamic_cast<TariffViewController*>(screens_.back().get())) {
+        edit_ = rates->editFor(section, row);
+        if (edit_) {
+            emit editRequested(QVariantMap{{"title", qs(edit_->title)},
+                                           {"prompt", qs(edit_->prompt)},
+                                           {"value", qs(edit_->value)},
+                                           {"period", edit_->period ? qs(*edit_->period) : QString()},
+                                           {"number", edit_->number}});
+            return;
+        }
+    }
     // A chooser that closes itself after a choice goes back to the screen below.
     QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::popRequested, this, [this] {
         screens_.pop_back();
@@ -354,6 +378,16 @@ void Services::screenPop() {
     if (!screens_.empty()) screens_.pop_back();
     emit screenChanged();
     emit tariffChanged();
+}
+
+bool Services::screenCanDelete() const {
+    auto* rates = screens_.empty() ? nullptr : dynamic_cast<TariffViewController*>(screens_.back().get());
+    return rates && rates->editsRateChange();
+}
+
+void Services::screenDelete() {
+    if (auto* rates = screens_.empty() ? nullptr : dynamic_cast<TariffViewController*>(screens_.back().get()))
+        rates->deleteAction();
 }
 
 QString Services::screenTitle() const {

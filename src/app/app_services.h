@@ -79,6 +79,7 @@ class Services : public QObject {
     // The screen a model pushed (a chooser), drawn by the generic table page.
     Q_PROPERTY(QString screenTitle READ screenTitle NOTIFY screenChanged)
     Q_PROPERTY(QVariantList screenSections READ screenSections NOTIFY screenChanged)
+    Q_PROPERTY(bool screenCanDelete READ screenCanDelete NOTIFY screenChanged)
     Q_PROPERTY(QVariantList tariffSections READ tariffSections NOTIFY tariffChanged)
 
 public:
@@ -157,6 +158,8 @@ public:
     Q_INVOKABLE void screenSelect(int section, int row);
     Q_INVOKABLE void screenFlip(int tag, bool on);
     Q_INVOKABLE void screenPop();
+    Q_INVOKABLE void screenDelete();
+    bool screenCanDelete() const;
     QString screenTitle() const;
     QVariantList screenSections() const;
 

@@ -35,6 +35,7 @@ ApplicationWindow {
         if (what === "current") openCurrent()
         if (what === "meters") { openMeters(); App.metersEdit(true) }
         if (what === "tariff") { openMeters(); App.openTariff(0); stack.push(tariffPage) }
+        if (what === "edit") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(2, 0) }
         if (what === "type") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 1); App.screenSelect(1, 1); App.screenSelect(2, 1) }
     }
     function selfTest() {
@@ -149,4 +150,66 @@ ApplicationWindow {
     }
 
     AlertDialog { id: alertDialog }
+
+    Connections {
+        target: App
+        function onEditRequested(edit) { editor.show(edit) }
+    }
+
+    Dialog {
+        id: editor
+        property var edit: ({ title: "", prompt: "", value: "", period: "", number: true })
+        modal: true
+        anchors.centerIn: Overlay.overlay
+        width: Math.min(340, window.width - 32)
+        title: edit.title
+        standardButtons: Dialog.Cancel | Dialog.Save
+        function show(e) {
+            edit = e
+            field.text = e.value
+            period.currentIndex = Math.max(0, ["day", "week", "month", "quarter", "year"].indexOf(e.period))
+            refused.visible = false
+            open()
+            field.forceActiveFocus()
+            field.selectAll()
+        }
+        onAccepted: {
+            if (!App.tariffApply(field.text, edit.period ? ["day", "week", "month", "quarter", "year"][period.currentIndex] : "")) {
+                refused.visible = true
+                open()
+            }
+        }
+        ColumnLayout {
+            width: parent.width
+            spacing: 10
+            Label {
+                visible: text !== ""
+                text: editor.edit.prompt
+                wrapMode: Text.WordWrap
+                font.pixelSize: 13
+                color: Theme.footer
+                Layout.fillWidth: true
+            }
+            TextField {
+                id: field
+                Layout.fillWidth: true
+                inputMethodHints: editor.edit.number ? Qt.ImhFormattedNumbersOnly : Qt.ImhNone
+                onAccepted: editor.accept()
+            }
+            ComboBox {
+                id: period
+                visible: !!editor.edit.period
+                Layout.fillWidth: true
+                model: [qsTr("day"), qsTr("week"), qsTr("month"), qsTr("quarter"), qsTr("year")]
+            }
+            Label {
+                id: refused
+                visible: false
+                text: qsTr("That value cannot be used here")
+                color: "#ff3b30"
+                font.pixelSize: 13
+            }
+        }
+    }
+
 }

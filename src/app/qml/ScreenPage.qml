@@ -8,9 +8,9 @@ Page {
     background: Rectangle { color: Theme.background }
     property string pageTitle: App.screenTitle
     property string leftText: "‹ " + qsTr("Back")
-    property string rightText: ""
+    property string rightText: App.screenCanDelete ? qsTr("Delete") : ""
     function leftAction() { App.screenPop(); stack.pop() }
-    function rightAction() {}
+    function rightAction() { App.screenDelete() }
 
     Flickable {
         anchors.fill: parent

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 
 #include "costs/currency_table.h"
 #include "costs/formatter.h"
 #include "main/selection_view_controller.h"
 #include "readings/meter_editing.h"
 #include "store/app_delegate.h"
+#include "store/calendar.h"
 #include "store/document.h"
 #include "ui/localize.h"
 
@@ -48,8 +50,15 @@ Row toggle(std::string label, int tag, bool on) {
 
 }  // namespace
 
-TariffViewController::TariffViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex)
-    : app_(app), navigator_(navigator), meter_(meterIndex) {}
+TariffViewController::TariffViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex,
+                                           int previous)
+    : app_(app), navigator_(navigator), meter_(meterIndex), previous_(previous) {}
+
+Value& TariffViewController::rateSet() const {
+    Value* previous = previous_ >= 0 ? meter().find("previous") : nullptr;
+    Value* change = previous ? previous->at(static_cast<std::size_t>(previous_)) : nullptr;
+    return change && change->isDictionary() ? *change : meter();
+}
 
 Value& TariffViewController::meter() const {
     return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
@@ -60,7 +69,7 @@ int TariffViewController::registers() const {
 }
 
 std::string TariffViewController::title() const {
-    return std::string(stringOf(meter(), "name"));
+    return previous_ >= 0 ? tr("Rates") : std::string(stringOf(meter(), "name"));
 }
 
 std::vector<Section> TariffViewController::sections() const {
@@ -71,54 +80,66 @@ std::vector<Section> TariffViewController::sections() const {
     const std::string symbol(symbolFor(stringOf(m, "code")).value_or(""));
     const std::string units(stringOf(m, "units"));
     const int E = registers();
+    const Value& S = rateSet();
+    const std::int64_t economy7 = integerOf(m, "economy7"), minus = integerOf(m, "minus");
     std::vector<Section> out;
+    if (previous_ >= 0) {
+        const Value* to = S.find("to");
+        out.push_back(Section{
+            "",
+            "",
+            {plain(tr("To"),
+                   to && to->isDate() ? f.formatDate(to->date(), Formatter::DateStyle::Short, false) : "")}});
+    } else {
+        // The meter.
+        std::string type(stringOf(m, "type"));
+        if (E == 2) {
+            type = fill(economy7 == 2   ? "%@ (Day+Night)"
+                        : economy7 == 1 ? "%@ (Night+Day)"
+                        : minus == 2    ? "%@ (R1-R2)"
+                                        : "%@ (R1+R2)",
+                        {type});
+        } else if (E == 3) {
+            type = fill(minus == 3   ? "%@ (R1+R2-R3)"
+                        : minus == 2 ? "%@ (R1-R2+R3)"
+                                     : "%@ (R1+R2+R3)",
+                        {type});
+        }
+        std::int64_t direction = integerOf(m, "direction");
+        std::string format = std::to_string(integerOf(m, "digits", 5)) + "." +
+                             std::to_string(integerOf(m, "precision", 1)) + " " +
+                             (direction == 1   ? tr("Down")
+                              : direction == 2 ? tr("Other")
+                                               : tr("Up"));
+        Section meterSection{
+            tr("Meter"),
+            tips ? (gbp ? tr("Change the meter type for things like Solar and Economy 7")
+                        : tr("Change the meter type for things like Solar and Day and Night meters"))
+                 : "",
+            {plain(tr("Name"), std::string(stringOf(m, "name"))), plain(tr("Type"), type),
+             plain(tr("Format/Direction"), format), plain(tr("Currency"), symbol)}};
+        if (gbp) {
+            meterSection.rows.push_back(plain(tr("Postcode"), std::string(stringOf(m, "postcode"))));
+            meterSection.rows.push_back(plain(tr("House/Flat"), std::string(stringOf(m, "house"))));
+        }
+        meterSection.rows.push_back(plain(tr("Notes"), std::string(stringOf(m, "notes"))));
+        out.push_back(std::move(meterSection));
 
-    // The meter.
-    std::string type(stringOf(m, "type"));
-    std::int64_t economy7 = integerOf(m, "economy7"), minus = integerOf(m, "minus");
-    if (E == 2) {
-        type = fill(economy7 == 2   ? "%@ (Day+Night)"
-                    : economy7 == 1 ? "%@ (Night+Day)"
-                    : minus == 2    ? "%@ (R1-R2)"
-                                    : "%@ (R1+R2)",
-                    {type});
-    } else if (E == 3) {
-        type = fill(minus == 3 ? "%@ (R1+R2-R3)" : minus == 2 ? "%@ (R1-R2+R3)" : "%@ (R1+R2+R3)", {type});
+        out.push_back(
+            Section{tr("Units"),
+                    tips ? tr("Set a conversion factor if your meter and billed units are different") : "",
+                    {plain(tr("Billed"), units),
+                     plain(tr("Conversion"), f.formatDouble(realOf(m, "factor", 1.0), m, -1))}});
     }
-    std::int64_t direction = integerOf(m, "direction");
-    std::string format = std::to_string(integerOf(m, "digits", 5)) + "." +
-                         std::to_string(integerOf(m, "precision", 1)) + " " +
-                         (direction == 1   ? tr("Down")
-                          : direction == 2 ? tr("Other")
-                                           : tr("Up"));
-    Section meterSection{
-        tr("Meter"),
-        tips ? (gbp ? tr("Change the meter type for things like Solar and Economy 7")
-                    : tr("Change the meter type for things like Solar and Day and Night meters"))
-             : "",
-        {plain(tr("Name"), std::string(stringOf(m, "name"))), plain(tr("Type"), type),
-         plain(tr("Format/Direction"), format), plain(tr("Currency"), symbol)}};
-    if (gbp) {
-        meterSection.rows.push_back(plain(tr("Postcode"), std::string(stringOf(m, "postcode"))));
-        meterSection.rows.push_back(plain(tr("House/Flat"), std::string(stringOf(m, "house"))));
-    }
-    meterSection.rows.push_back(plain(tr("Notes"), std::string(stringOf(m, "notes"))));
-    out.push_back(std::move(meterSection));
-
-    out.push_back(
-        Section{tr("Units"),
-                tips ? tr("Set a conversion factor if your meter and billed units are different") : "",
-                {plain(tr("Billed"), units),
-                 plain(tr("Conversion"), f.formatDouble(realOf(m, "factor", 1.0), m, -1))}});
     out.push_back(
         Section{tr("Fixed or Time Based Rates"),
                 tips ? tr("If you have multiple fixed rates, simply add them together") : "",
-                {plain("", fill("%@/%@", {f.formatCost(realOf(m, "fixed"), m, 0),
-                                          tr(std::string(stringOf(m, "period", "day")).c_str())}))}});
+                {plain("", fill("%@/%@", {f.formatCost(realOf(S, "fixed"), m, 0),
+                                          tr(std::string(stringOf(S, "period", "day")).c_str())}))}});
 
-    const Array* tariffs = arrayOf(m, "tariffs");
+    const Array* tariffs = arrayOf(S, "tariffs");
     for (int i = 0; i < E; ++i) {
-        const int section = 3 + i;
+        const int section = firstRegisterSection() + i;
         std::string header;
         if (E == 1) {
             header = tr("Per Unit Rates");
@@ -170,10 +191,11 @@ std::vector<Section> TariffViewController::sections() const {
     out.push_back(Section{
         tr("Discounts and Tax"),
         tips ? tr("Include half of any dual fuel discount") : "",
-        {plain(tr("Discount"), fill("%@/%@", {f.formatCost(realOf(m, "discount"), m, 0),
-                                              tr(std::string(stringOf(m, "period2", "day")).c_str())})),
-         plain(tr("Discount %"), f.formatDouble(realOf(m, "percent"), m, -1) + "%"),
-         plain(tr("Tax %"), f.formatDouble(realOf(m, "tax"), m, -1) + "%")}});
+        {plain(tr("Discount"), fill("%@/%@", {f.formatCost(realOf(S, "discount"), m, 0),
+                                              tr(std::string(stringOf(S, "period2", "day")).c_str())})),
+         plain(tr("Discount %"), f.formatDouble(realOf(S, "percent"), m, -1) + "%"),
+         plain(tr("Tax %"), f.formatDouble(realOf(S, "tax"), m, -1) + "%")}});
+    if (previous_ >= 0) return out;
 
     Section previous{
         tr("Previous Rates"),
@@ -194,14 +216,15 @@ std::vector<Section> TariffViewController::sections() const {
 
 void TariffViewController::flipSwitch(int tag, bool on) {
     int section = tag / 10, kind = tag % 10;
-    Array* tariffs = arrayOf(meter(), "tariffs");
-    int i = section - 3;
+    Array* tariffs = arrayOf(rateSet(), "tariffs");
+    int i = section - firstRegisterSection();
     if (!tariffs || i < 0 || i >= registers() || i >= static_cast<int>(tariffs->size())) return;
     Value& T = (*tariffs)[static_cast<std::size_t>(i)];
     if (T.isDictionary()) T.set(kind == 0 ? "monthly" : "stepped", on);
 }
 
 void TariffViewController::selectRow(int section, int row) {
+    if (previous_ >= 0) return;  // a rate change's rows are all value edits
     if (section == 0 && row == 1)
         navigator_.push(std::make_unique<SelectionViewController>(app_, navigator_, meter_));
     if (section == 0 && row == 2) navigator_.push(std::make_unique<FormatViewController>(app_, meter_));
@@ -210,6 +233,8 @@ void TariffViewController::selectRow(int section, int row) {
     if (section == 4 + registers()) {
         const Array* changes = arrayOf(meter(), "previous");
         int n = changes ? static_cast<int>(changes->size()) : 0;
+        if (row >= 0 && row < n)
+            navigator_.push(std::make_unique<TariffViewController>(app_, navigator_, meter_, row));
         if (row == n)
             navigator_.present(
                 Alert{kRateChangeTag,
@@ -220,7 +245,24 @@ void TariffViewController::selectRow(int section, int row) {
     }
 }
 
+void TariffViewController::deleteAction() {
+    if (previous_ < 0) return;
+    navigator_.present(
+        Alert{kDeleteRatesTag,
+              tr("Delete Rates"),
+              tr("Delete these rates and use the next set of rates for readings in this date range"),
+              {tr("Cancel"), tr("Delete")}});
+}
+
 void TariffViewController::answerAlert(int tag, int button) {
+    if (tag == kDeleteRatesTag) {
+        if (button == 1 && previous_ >= 0) {
+            deleteRateChange(meter(), previous_);
+            previous_ = -1;
+            navigator_.pop();
+        }
+        return;
+    }
     if (tag == kRateChangeTag && button == 1)
         addRateChange(meter(), app_.calendar(), app_.environment().now());
 }
@@ -231,6 +273,34 @@ void TariffViewController::doneAction() {
 
 std::optional<TariffViewController::Edit> TariffViewController::editFor(int section, int row) {
     Value& m = meter();
+    Value& S = rateSet();
+    if (previous_ >= 0) {
+        if (section == 0 && row == 0) {
+            // The last day the rates were in force; they end at the start of the next day.
+            const Value* to = S.find("to");
+            Date shown{(to && to->isDate() ? to->date().seconds : 0.0) - 1.0};
+            CalendarDate c = app_.calendar().components(shown);
+            char text[16];
+            std::snprintf(text, sizeof text, "%04d-%02d-%02d", c.year, c.month, c.day);
+            Edit e{tr("To"), tr("The last day these rates were charged (YYYY-MM-DD)"),
+                   text,     std::nullopt,
+                   false,    nullptr};
+            Value* meterValue = &m;
+            int index = previous_;
+            const Calendar* calendar = &app_.calendar();
+            e.apply = [meterValue, index, calendar](const std::string& t, const std::string&) {
+                int y = 0, mo = 0, d = 0;
+                if (std::sscanf(t.c_str(), "%d-%d-%d", &y, &mo, &d) != 3 || mo < 1 || mo > 12 || d < 1 ||
+                    d > 31)
+                    return false;
+                dateRateChange(*meterValue, index, Date{calendar->date(y, mo, d, 23, 59, 59).seconds + 1.0});
+                return true;
+            };
+            return e;
+        }
+        if (section == 0) return std::nullopt;
+        ++section;  // from here on the sections line up with the meter's own
+    }
     const Formatter& f = app_.formatter();
     const std::string symbol(symbolFor(stringOf(m, "code")).value_or(""));
     const std::string units(stringOf(m, "units"));
@@ -293,9 +363,9 @@ std::optional<TariffViewController::Edit> TariffViewController::editFor(int sect
             tr("Amount"),
             fill(tr("Enter the amount (in %@) you are charged per day, week, month, quarter or year"),
                  {symbol}),
-            m, "fixed", "period");
+            S, "fixed", "period");
     if (section >= 3 && section < 3 + E) {
-        Array* tariffs = arrayOf(m, "tariffs");
+        Array* tariffs = arrayOf(S, "tariffs");
         if (!tariffs || section - 3 >= static_cast<int>(tariffs->size())) return std::nullopt;
         Value& T = (*tariffs)[static_cast<std::size_t>(section - 3)];
         Array* rates = arrayOf(T, "rates");
@@ -336,14 +406,14 @@ std::optional<TariffViewController::Edit> TariffViewController::editFor(int sect
             return numberEdit(
                 tr("Discount"),
                 fill(tr("Enter the discount amount (in %@) per day, week, month, quarter or year"), {symbol}),
-                m, "discount", "period2");
+                S, "discount", "period2");
         if (row == 1)
             return numberEdit(tr("Percent"),
-                              tr("Enter the discount (as a percentage) to apply to all charges"), m,
+                              tr("Enter the discount (as a percentage) to apply to all charges"), S,
                               "percent", nullptr);
         if (row == 2)
             return numberEdit(tr("Percent"),
-                              tr("Enter the tax rate (as a percentage) to apply to all charges"), m, "tax",
+                              tr("Enter the tax rate (as a percentage) to apply to all charges"), S, "tax",
                               nullptr);
     }
     return std::nullopt;

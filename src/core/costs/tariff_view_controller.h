@@ -16,7 +16,9 @@ class NumbrelAppDelegate;
 
 class TariffViewController : public Screen {
 public:
-    TariffViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex);
+    // previous: -1 edits the meter's own rates; an index into "previous" edits that rate change (the
+    // rate-change screen: its end date, fixed charge, per-unit rates and discounts, and delete).
+    TariffViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex, int previous = -1);
 
     std::string title() const override;
     std::vector<Section> sections() const override;
@@ -38,15 +40,23 @@ public:
     };
     std::optional<Edit> editFor(int section, int row);
 
+    // The rate-change screen's delete button: asks "Delete Rates" first.
+    void deleteAction();
+    bool editsRateChange() const { return previous_ >= 0; }
+
     static constexpr int kRateChangeTag = 40;
+    static constexpr int kDeleteRatesTag = 41;
 
 private:
     Value& meter() const;
+    Value& rateSet() const;  // the meter, or the rate change being edited
     int registers() const;
+    int firstRegisterSection() const { return previous_ >= 0 ? 2 : 3; }
 
     NumbrelAppDelegate& app_;
     Navigator& navigator_;
     int meter_;
+    int previous_;
 };
 
 }  // namespace numbrel

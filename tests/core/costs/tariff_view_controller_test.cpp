@@ -10,6 +10,8 @@
 namespace numbrel {
 namespace {
 
+using test::at;
+
 class TariffEditor : public test::AppFixture {
 protected:
     std::vector<std::string> labels(const Section& s) {
@@ -111,6 +113,46 @@ TEST_F(TariffEditor, EditsAndRateChanges) {
     EXPECT_EQ(s[5].rows[0].detail, "23/11/2026");
     editor.doneAction();
     EXPECT_EQ(integerOf(app_.settings(), "meter"), 0);
+}
+
+TEST_F(TariffEditor, TheRateChangeScreen) {
+    TariffViewController editor(app_, nav_, 0);
+    editor.selectRow(5, 0);
+    editor.answerAlert(TariffViewController::kRateChangeTag, 1);
+    editor.selectRow(5, 0);  // its "Rates to" row
+    ASSERT_EQ(nav_.pushed.size(), 1u);
+    auto& rates = dynamic_cast<TariffViewController&>(*nav_.pushed[0]);
+    EXPECT_EQ(rates.title(), "Rates");
+    auto s = rates.sections();
+    ASSERT_EQ(s.size(), 4u);  // To, fixed, one register, discounts and tax
+    EXPECT_EQ(s[0].rows[0].label, "To");
+    EXPECT_EQ(s[0].rows[0].detail, "23/11/2026");
+    EXPECT_EQ(s[2].header, "Per Unit Rates");
+    EXPECT_EQ(s[2].rows[1].tag, 21);  // switches carry their own section number
+
+    // A rate edited here changes the rate change, not the meter.
+    ASSERT_TRUE(rates.editFor(2, 0));
+    EXPECT_TRUE(rates.editFor(2, 0)->apply("0.5", ""));
+    const Value& copy = meter().find("previous")->array()[0];
+    EXPECT_EQ(realOf(copy.find("tariffs")->array()[0].find("rates")->array()[0], "rate"), 0.5);
+    EXPECT_EQ(realOf(meter().find("tariffs")->array()[0].find("rates")->array()[0], "rate"), 0.0);
+    rates.flipSwitch(21, true);
+    EXPECT_TRUE(boolOf(copy.find("tariffs")->array()[0], "stepped"));
+    EXPECT_FALSE(boolOf(meter().find("tariffs")->array()[0], "stepped"));
+
+    // Its end: the last day charged, stored as the start of the next day.
+    auto to = rates.editFor(0, 0);
+    ASSERT_TRUE(to);
+    EXPECT_EQ(to->value, "2026-11-22");
+    EXPECT_TRUE(to->apply("2026-10-31", ""));
+    EXPECT_EQ(copy.find("to")->date(), at("2026-11-01T00:00:00Z"));
+    EXPECT_FALSE(to->apply("soon", ""));
+
+    rates.deleteAction();
+    ASSERT_EQ(nav_.alerts.back().title, "Delete Rates");
+    rates.answerAlert(TariffViewController::kDeleteRatesTag, 1);
+    EXPECT_FALSE(meter().contains("previous"));  // the only rate change: the key goes
+    EXPECT_EQ(nav_.pops, 1);
 }
 
 }  // namespace
