@@ -261,7 +261,7 @@ void Services::answerAlert(int tag, int button) {
         emit metersChanged();
         return;
     }
-    if (!screens_.empty() && tag == TariffViewController::kDeleteRatesTag) {
+    if (!screens_.empty() && tag >= TariffViewController::kDeleteRatesTag) {  // answers for a pushed screen
         QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::popRequested, this, [this] {
             screens_.pop_back();
             emit screenClosed();
@@ -342,9 +342,9 @@ void Services::tariffDone() {
 
 void Services::screenSelect(int section, int row) {
     if (screens_.empty()) return;
-    // A rate change's rows are value edits, made through the editor dialog.
-    if (auto* rates = dynamic_cast<TariffViewController*>(screens_.back().get())) {
-        edit_ = rates->editFor(section, row);
+    // Rows that edit a value in place go through the editor dialog.
+    {
+        edit_ = screens_.back()->editFor(section, row);
         if (edit_) {
             emit editRequested(QVariantMap{{"title", qs(edit_->title)},
                                            {"prompt", qs(edit_->prompt)},
@@ -381,13 +381,11 @@ void Services::screenPop() {
 }
 
 bool Services::screenCanDelete() const {
-    auto* rates = screens_.empty() ? nullptr : dynamic_cast<TariffViewController*>(screens_.back().get());
-    return rates && rates->editsRateChange();
+    return !screens_.empty() && screens_.back()->canDelete();
 }
 
 void Services::screenDelete() {
-    if (auto* rates = screens_.empty() ? nullptr : dynamic_cast<TariffViewController*>(screens_.back().get()))
-        rates->deleteAction();
+    if (!screens_.empty()) screens_.back()->deleteAction();
 }
 
 QString Services::screenTitle() const {

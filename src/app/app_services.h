@@ -212,7 +212,7 @@ private:
     std::unique_ptr<MetersViewController> meters_;
     std::unique_ptr<TariffViewController> tariff_;
     std::vector<std::unique_ptr<Screen>> screens_;
-    std::optional<TariffViewController::Edit> edit_;
+    std::optional<ValueEdit> edit_;
     std::unique_ptr<QTemporaryDir> exports_;  // mail attachments, removed when the app ends
     QTimer saveTimer_;
     int revision_ = 0;

@@ -230,6 +230,8 @@ void TariffViewController::selectRow(int section, int row) {
     if (section == 0 && row == 2) navigator_.push(std::make_unique<FormatViewController>(app_, meter_));
     if (section == 0 && row == 3)
         navigator_.push(std::make_unique<CurrencyViewController>(app_, navigator_, meter_));
+    if (section == 1 && row == 0)
+        navigator_.push(std::make_unique<UnitsViewController>(app_, navigator_, meter_));
     if (section == 4 + registers()) {
         const Array* changes = arrayOf(meter(), "previous");
         int n = changes ? static_cast<int>(changes->size()) : 0;
@@ -271,7 +273,7 @@ void TariffViewController::doneAction() {
     app_.settings().set("meter", meter_);
 }
 
-std::optional<TariffViewController::Edit> TariffViewController::editFor(int section, int row) {
+std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
     Value& m = meter();
     Value& S = rateSet();
     if (previous_ >= 0) {
@@ -348,10 +350,7 @@ std::optional<TariffViewController::Edit> TariffViewController::editFor(int sect
         return std::nullopt;  // type and format have choosers of their own
     }
     if (section == 1) {
-        if (row == 0)
-            return keyEdit(tr("Units"),
-                           tr("Select the units you are billed in, or select Edit to add new units"), "units",
-                           false);
+        if (row == 0) return std::nullopt;  // the units have a chooser of their own
         return numberEdit(
             tr("Bill / Meter"),
             tr("This can be calculated from a bill by dividing the number of billed units by the number "

@@ -28,20 +28,13 @@ public:
     // Done: the main screen shows this meter.
     void doneAction();
 
-    // What a row edits: the editor's title and prompt, the value as text, and whether a period word
-    // goes with it. apply() stores the text (and period) with the editors' rules; false when refused.
-    struct Edit {
-        std::string title;
-        std::string prompt;
-        std::string value;
-        std::optional<std::string> period;  // "day" ... "year" when the value is per period
-        bool number = true;
-        std::function<bool(const std::string& text, const std::string& period)> apply;
-    };
-    std::optional<Edit> editFor(int section, int row);
+    // What a row edits, with the editors' rules (the choosers are pushed by selectRow instead).
+    using Edit = ValueEdit;
+    std::optional<ValueEdit> editFor(int section, int row) override;
 
     // The rate-change screen's delete button: asks "Delete Rates" first.
-    void deleteAction();
+    bool canDelete() const override { return previous_ >= 0; }
+    void deleteAction() override;
     bool editsRateChange() const { return previous_ >= 0; }
 
     static constexpr int kRateChangeTag = 40;

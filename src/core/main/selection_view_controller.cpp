@@ -174,4 +174,60 @@ void CurrencyViewController::selectRow(int section, int row) {
     navigator_.pop();
 }
 
+UnitsViewController::UnitsViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex)
+    : app_(app), navigator_(navigator), meter_(meterIndex) {}
+
+Value& UnitsViewController::meter() const {
+    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+}
+
+std::string UnitsViewController::title() const {
+    return tr("Units");
+}
+
+std::vector<Section> UnitsViewController::sections() const {
+    Section s{"",
+              boolOf(app_.settings(), "tips", true)
+                  ? tr("Select the units you are billed in, or add new ones")
+                  : "",
+              {}};
+    std::string_view current = stringOf(meter(), "units");
+    if (const Array* units = arrayOf(app_.settings(), "units"))
+        for (const Value& u : *units)
+            if (u.isString()) s.rows.push_back(choice(u.string(), u.string() == current));
+    Row add{tr("Select to add new units"), ""};
+    add.color = RowColor{0.0039, 0.4824, 1.0};
+    s.rows.push_back(add);
+    return {s};
+}
+
+void UnitsViewController::selectRow(int /*section*/, int row) {
+    std::vector<Section> all = sections();
+    int n = static_cast<int>(all[0].rows.size()) - 1;
+    if (row < 0 || row >= n) return;  // the add row edits instead
+    meter().set("units", all[0].rows[static_cast<std::size_t>(row)].label);
+    navigator_.pop();
+}
+
+std::optional<ValueEdit> UnitsViewController::editFor(int /*section*/, int row) {
+    if (row != static_cast<int>(sections()[0].rows.size()) - 1) return std::nullopt;
+    ValueEdit e{tr("New Units"), tr("Enter your own user defined units"), "", std::nullopt, false, nullptr};
+    Value* settings = &app_.settings();
+    e.apply = [settings](const std::string& text, const std::string&) {
+        if (text.empty()) return false;
+        Value* units = settings->find("units");
+        if (!units || !units->isArray()) units = &settings->set("units", Value::emptyArray());
+        Array& list = units->array();
+        if (std::none_of(list.begin(), list.end(),
+                         [&](const Value& u) { return u.isString() && u.string() == text; })) {
+            list.emplace_back(text);
+            std::stable_sort(list.begin(), list.end(), [](const Value& a, const Value& b) {
+                return caseInsensitiveCompare(a.toString(), b.toString()) < 0;
+            });
+        }
+        return true;
+    };
+    return e;
+}
+
 }  // namespace numbrel

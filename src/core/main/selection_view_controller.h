@@ -60,6 +60,23 @@ private:
     int meter_;
 };
 
+// The units a meter is billed in: the settings' "units" list, then "Select to add new units", which
+// adds a unit of the user's own (kept sorted without regard to case).
+class UnitsViewController : public Screen {
+public:
+    UnitsViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex);
+    std::string title() const override;
+    std::vector<Section> sections() const override;
+    void selectRow(int section, int row) override;
+    std::optional<ValueEdit> editFor(int section, int row) override;
+
+private:
+    Value& meter() const;
+    NumbrelAppDelegate& app_;
+    Navigator& navigator_;
+    int meter_;
+};
+
 // The register combinations of the "Total Usage" section, by register count, and what each sets.
 struct RegisterCombination {
     const char* label;

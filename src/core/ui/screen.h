@@ -2,6 +2,7 @@
 // navigator through which a screen pushes, pops and presents. The GUI draws these; tests read them.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -39,6 +40,18 @@ struct Section {
 
 class Screen;
 
+// What a row edits when it is a value rather than a choice: the editor's title and prompt, the value
+// as text, and whether a period word goes with it. apply() stores the text (and period) with the
+// screen's rules and answers false when the value is refused.
+struct ValueEdit {
+    std::string title;
+    std::string prompt;
+    std::string value;
+    std::optional<std::string> period;  // "day" ... "year" when the value is per period
+    bool number = true;
+    std::function<bool(const std::string& text, const std::string& period)> apply;
+};
+
 // What a screen asks of whoever shows it.
 class Navigator {
 public:
@@ -60,6 +73,11 @@ public:
     virtual void flipSwitch(int /*tag*/, bool /*on*/) {}
     virtual void chooseSegment(int /*tag*/, int /*index*/) {}
     virtual void answerAlert(int /*tag*/, int /*button*/) {}
+    // The value a row edits, when it edits one in place.
+    virtual std::optional<ValueEdit> editFor(int /*section*/, int /*row*/) { return std::nullopt; }
+    // A delete button in the bar, and what it does.
+    virtual bool canDelete() const { return false; }
+    virtual void deleteAction() {}
 };
 
 // The row a label sits on, or null. Not for a temporary list of sections: the row would dangle.

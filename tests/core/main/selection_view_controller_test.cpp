@@ -62,5 +62,28 @@ TEST_F(Choosers, FormatGreysDigitsTheReadingsOutgrew) {
     EXPECT_FALSE(meter().contains("direction"));
 }
 
+TEST_F(Choosers, UnitsAndNewUnits) {
+    UnitsViewController units(app_, nav_, 2);  // Water, in m³
+    auto rows = units.sections()[0].rows;
+    ASSERT_EQ(rows.size(), 4u);  // ft³, kWh, m³, and the add row
+    EXPECT_EQ(rows[2].label, "m³");
+    EXPECT_EQ(rows[2].accessory, Accessory::Check);
+    EXPECT_EQ(rows.back().label, "Select to add new units");
+    EXPECT_FALSE(units.editFor(0, 0));
+    auto add = units.editFor(0, 3);
+    ASSERT_TRUE(add);
+    EXPECT_FALSE(add->apply("", ""));
+    EXPECT_TRUE(add->apply("gallons", ""));
+    EXPECT_TRUE(add->apply("kWh", ""));  // already there: the list is unchanged
+    std::vector<std::string> labels;
+    std::vector<Section> after = units.sections();
+    for (const Row& r : after[0].rows)
+        labels.push_back(r.label);
+    EXPECT_EQ(labels, (std::vector<std::string>{"ft³", "gallons", "kWh", "m³", "Select to add new units"}));
+    units.selectRow(0, 1);
+    EXPECT_EQ(stringOf(meter(2), "units"), "gallons");
+    EXPECT_EQ(nav_.pops, 1);
+}
+
 }  // namespace
 }  // namespace numbrel
