@@ -307,6 +307,15 @@ void Services::tariffFlip(int tag, bool on) {
     emit tariffChanged();
 }
 
+// Hands the pending value edit to the editor dialog.
+void Services::requestEdit() {
+    emit editRequested(QVariantMap{{"title", qs(edit_->title)},
+                                   {"prompt", qs(edit_->prompt)},
+                                   {"value", qs(edit_->value)},
+                                   {"period", edit_->period ? qs(*edit_->period) : QString()},
+                                   {"number", edit_->number}});
+}
+
 void Services::tariffSelect(int section, int row) {
     if (!tariff_) return;
     edit_ = tariff_->editFor(section, row);
@@ -314,11 +323,7 @@ void Services::tariffSelect(int section, int row) {
         tariff_->selectRow(section, row);
         return;
     }
-    emit editRequested(QVariantMap{{"title", qs(edit_->title)},
-                                   {"prompt", qs(edit_->prompt)},
-                                   {"value", qs(edit_->value)},
-                                   {"period", edit_->period ? qs(*edit_->period) : QString()},
-                                   {"number", edit_->number}});
+    requestEdit();
 }
 
 bool Services::tariffApply(const QString& text, const QString& period) {
@@ -343,16 +348,10 @@ void Services::tariffDone() {
 void Services::screenSelect(int section, int row) {
     if (screens_.empty()) return;
     // Rows that edit a value in place go through the editor dialog.
-    {
-        edit_ = screens_.back()->editFor(section, row);
-        if (edit_) {
-            emit editRequested(QVariantMap{{"title", qs(edit_->title)},
-                                           {"prompt", qs(edit_->prompt)},
-                                           {"value", qs(edit_->value)},
-                                           {"period", edit_->period ? qs(*edit_->period) : QString()},
-                                           {"number", edit_->number}});
-            return;
-        }
+    edit_ = screens_.back()->editFor(section, row);
+    if (edit_) {
+        requestEdit();
+        return;
     }
     // A chooser that closes itself after a choice goes back to the screen below.
     QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::popRequested, this, [this] {

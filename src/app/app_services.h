@@ -201,6 +201,7 @@ signals:
 private:
     void touch();
     void saveSoon();
+    void requestEdit();
 
     NumbrelAppDelegate& app_;
     std::string documentsDir_;
