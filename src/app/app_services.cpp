@@ -593,9 +593,7 @@ void Services::readingsExport(bool all) {
     }
     out.close();
     QString subject =
-        all ? "Numbrel"
-            : qs(std::string(stringOf((*metersOf(app_.settings()))[root_.meterIndex()], "name"))) +
-                  " Numbrel";
+        all ? "Numbrel" : qs(std::string(stringOf(app_.meter(root_.meterIndex()), "name"))) + " Numbrel";
     QStringList args{
         "--subject",
         subject,

@@ -11,7 +11,6 @@
 #include "readings/meter_editing.h"
 #include "store/app_delegate.h"
 #include "store/calendar.h"
-#include "store/document.h"
 #include "ui/localize.h"
 
 namespace numbrel {
@@ -61,7 +60,7 @@ Value& TariffViewController::rateSet() const {
 }
 
 Value& TariffViewController::meter() const {
-    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+    return app_.meter(meter_);
 }
 
 int TariffViewController::registers() const {

@@ -5,7 +5,6 @@
 #include "costs/currency_table.h"
 #include "readings/meter_editing.h"
 #include "store/app_delegate.h"
-#include "store/document.h"
 #include "store/text_compare.h"
 #include "ui/localize.h"
 
@@ -38,7 +37,7 @@ SelectionViewController::SelectionViewController(NumbrelAppDelegate& app, Naviga
     : app_(app), navigator_(navigator), meter_(meterIndex) {}
 
 Value& SelectionViewController::meter() const {
-    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+    return app_.meter(meter_);
 }
 
 std::string SelectionViewController::title() const {
@@ -93,7 +92,7 @@ FormatViewController::FormatViewController(NumbrelAppDelegate& app, int meterInd
     : app_(app), meter_(meterIndex), leastDigits_(smallestDigits(meter())) {}
 
 Value& FormatViewController::meter() const {
-    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+    return app_.meter(meter_);
 }
 
 std::string FormatViewController::title() const {
@@ -141,7 +140,7 @@ CurrencyViewController::CurrencyViewController(NumbrelAppDelegate& app, Navigato
     : app_(app), navigator_(navigator), meter_(meterIndex) {}
 
 Value& CurrencyViewController::meter() const {
-    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+    return app_.meter(meter_);
 }
 
 std::string CurrencyViewController::title() const {
@@ -178,7 +177,7 @@ UnitsViewController::UnitsViewController(NumbrelAppDelegate& app, Navigator& nav
     : app_(app), navigator_(navigator), meter_(meterIndex) {}
 
 Value& UnitsViewController::meter() const {
-    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+    return app_.meter(meter_);
 }
 
 std::string UnitsViewController::title() const {

@@ -34,7 +34,7 @@ AddViewController::AddViewController(NumbrelAppDelegate& app, Navigator& navigat
 }
 
 Value& AddViewController::meter() const {
-    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+    return app_.meter(meter_);
 }
 
 void AddViewController::load() {

@@ -6,7 +6,6 @@
 
 #include "costs/formatter.h"
 #include "store/app_delegate.h"
-#include "store/document.h"
 #include "store/meter_record.h"
 #include "ui/localize.h"
 
@@ -42,7 +41,7 @@ ReadingsViewController::ReadingsViewController(NumbrelAppDelegate& app, Navigato
     : app_(app), navigator_(navigator), meter_(meterIndex) {}
 
 const Value& ReadingsViewController::meter() const {
-    return (*metersOf(app_.settings()))[static_cast<std::size_t>(meter_)];
+    return app_.meter(meter_);
 }
 
 std::string ReadingsViewController::title() const {

@@ -68,6 +68,10 @@ void NumbrelAppDelegate::validate(bool replaced) {
     md5_ = MD5StringOfSettings();
 }
 
+Value& NumbrelAppDelegate::meter(int index) {
+    return (*metersOf(*settings_))[static_cast<std::size_t>(index)];
+}
+
 std::optional<std::string> NumbrelAppDelegate::saveSettings() {
     return store_.write(*settings_, kPersistedKeys);
 }

@@ -46,6 +46,8 @@ public:
     // The document; screens read and edit it in place.
     Value& settings() { return *settings_; }
     const Value& settings() const { return *settings_; }
+    // The meter at a valid index of the document's "meters" list.
+    Value& meter(int index);
 
     // Replaces the document (restore, import, cloud restore) and validates it.
     void setSettings(Value document);
