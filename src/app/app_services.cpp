@@ -10,8 +10,10 @@
 #include <QUrl>
 
 #include "main/meters_view_controller.h"
+#include "main/selection_view_controller.h"
 #include "plist/date_text.h"
 #include "readings/csv_export.h"
+#include "readings/property_editors.h"
 #include "store/document.h"
 #include "ui/localize.h"
 
@@ -73,7 +75,8 @@ QVariantList toVariant(const std::vector<Section>& sections) {
                             {"segments", segments},
                             {"selectedSegment", r.selectedSegment},
                             {"enabled", r.enabled},
-                            {"selectable", r.selectable}};
+                            {"selectable", r.selectable},
+                            {"deletable", r.deletable}};
             if (r.color) row["color"] = QVariantList{r.color->r, r.color->g, r.color->b};
             rows << row;
         }
@@ -309,11 +312,22 @@ void Services::tariffFlip(int tag, bool on) {
 
 // Hands the pending value edit to the editor dialog.
 void Services::requestEdit() {
+    static const char* const kKinds[] = {"number", "text", "postcode", "notes", "date"};
     emit editRequested(QVariantMap{{"title", qs(edit_->title)},
                                    {"prompt", qs(edit_->prompt)},
                                    {"value", qs(edit_->value)},
                                    {"period", edit_->period ? qs(*edit_->period) : QString()},
-                                   {"number", edit_->number}});
+                                   {"kind", kKinds[static_cast<int>(edit_->kind)]},
+                                   {"allowNegative", edit_->allowNegative},
+                                   {"negative", edit_->negative},
+                                   {"required", edit_->required}});
+}
+
+QVariant Services::editTyped(const QString& current, const QString& candidate) const {
+    if (!edit_) return candidate;
+    std::optional<std::string> accepted = acceptTyping(*edit_, current.toStdString(), candidate.toStdString(),
+                                                       app_.formatter().decimalSeparator());
+    return accepted ? QVariant(qs(*accepted)) : QVariant();
 }
 
 void Services::tariffSelect(int section, int row) {
@@ -387,6 +401,35 @@ void Services::screenDelete() {
     if (!screens_.empty()) screens_.back()->deleteAction();
 }
 
+bool Services::screenCanEdit() const {
+    return !screens_.empty() && screens_.back()->canEdit();
+}
+
+bool Services::screenEditing() const {
+    return !screens_.empty() && screens_.back()->isEditing();
+}
+
+void Services::screenSetEditing(bool on) {
+    if (screens_.empty()) return;
+    screens_.back()->setEditing(on);
+    emit screenChanged();
+}
+
+void Services::screenDeleteRow(int section, int row) {
+    if (screens_.empty()) return;
+    screens_.back()->commitDelete(section, row);
+    touch();
+    emit screenChanged();
+}
+
+void Services::openThemes() {
+    navigator_.push(std::make_unique<ThemeViewController>(app_));
+}
+
+bool Services::black() const {
+    return boolOf(app_.settings(), "black");
+}
+
 QString Services::screenTitle() const {
     return screens_.empty() ? QString() : qs(screens_.back()->title());
 }
@@ -442,11 +485,10 @@ void Services::metersMove(int from, int to) {
     emit metersChanged();
 }
 
-void Services::metersAdd(const QString& name) {
+void Services::metersAdd() {
     if (!meters_) return;
-    meters_->addMeter(name.trimmed().toStdString());
-    touch();
-    emit metersChanged();
+    edit_ = meters_->newMeterEdit();
+    requestEdit();
 }
 
 QString Services::entryTitle() const {

@@ -80,6 +80,9 @@ class Services : public QObject {
     Q_PROPERTY(QString screenTitle READ screenTitle NOTIFY screenChanged)
     Q_PROPERTY(QVariantList screenSections READ screenSections NOTIFY screenChanged)
     Q_PROPERTY(bool screenCanDelete READ screenCanDelete NOTIFY screenChanged)
+    Q_PROPERTY(bool screenCanEdit READ screenCanEdit NOTIFY screenChanged)
+    Q_PROPERTY(bool screenEditing READ screenEditing NOTIFY screenChanged)
+    Q_PROPERTY(bool black READ black NOTIFY changed)
     Q_PROPERTY(QVariantList tariffSections READ tariffSections NOTIFY tariffChanged)
 
 public:
@@ -142,7 +145,7 @@ public:
     Q_INVOKABLE void metersSelect(int row);
     Q_INVOKABLE void metersDelete(int row);
     Q_INVOKABLE void metersMove(int from, int to);
-    Q_INVOKABLE void metersAdd(const QString& name);
+    Q_INVOKABLE void metersAdd();  // the name entry of a new meter
     QVariantList metersSections() const;
     bool metersEditing() const;
 
@@ -159,7 +162,17 @@ public:
     Q_INVOKABLE void screenFlip(int tag, bool on);
     Q_INVOKABLE void screenPop();
     Q_INVOKABLE void screenDelete();
+    Q_INVOKABLE void screenSetEditing(bool on);
+    Q_INVOKABLE void screenDeleteRow(int section, int row);
+    Q_INVOKABLE void openThemes();
     bool screenCanDelete() const;
+    bool screenCanEdit() const;
+    bool screenEditing() const;
+    bool black() const;
+
+    // The editor dialog's field after an edit from current to candidate, or null when the editor
+    // refuses the edit.
+    Q_INVOKABLE QVariant editTyped(const QString& current, const QString& candidate) const;
     QString screenTitle() const;
     QVariantList screenSections() const;
 

@@ -145,12 +145,18 @@ int main(int argc, char** argv) {
         QString file = parser.value(screenshot);
         if (parser.isSet(show))
             QMetaObject::invokeMethod(window, "showForScreenshot", Q_ARG(QVariant, parser.value(show)));
-        QTimer::singleShot(600, [&] {
+        // The picture is taken once the pages have stopped moving (large windows draw slowly).
+        auto* poll = new QTimer(window);
+        poll->setInterval(100);
+        QObject::connect(poll, &QTimer::timeout, window, [&, poll, ticks = 0]() mutable {
+            if (++ticks < 6 || (window->property("busy").toBool() && ticks < 50)) return;
+            poll->stop();
             QImage image = window->grabWindow();
             bool ok = image.save(file);
             if (!ok) std::cerr << "numbrel: cannot write " << file.toStdString() << "\n";
             QGuiApplication::exit(ok ? 0 : 2);
         });
+        poll->start();
         return QGuiApplication::exec();
     }
 

@@ -50,6 +50,8 @@ std::string readingsRow(Services& services) {
     return detailOf(services.root().sections(0), "Readings");
 }
 
+bool typeAConversionFactor(QQuickWindow& window, Services& services);
+
 bool run(QQuickWindow& window, Services& services) {
     if (readingsRow(services) != "None") return fail("a fresh store should show no readings");
     QQuickItem* add = find(window, "addButton");
@@ -94,6 +96,31 @@ bool run(QQuickWindow& window, Services& services) {
         return fail("the store was not written within a second of saving");
     std::cout << "ui test: saved a reading of " << value << "; the Readings row shows \""
               << readingsRow(services) << "\"\n";
+    return typeAConversionFactor(window, services);
+}
+
+// The editor dialog applies the number field's rules keystroke by keystroke, and Enter saves.
+bool typeAConversionFactor(QQuickWindow& window, Services& services) {
+    services.openMeters();
+    services.openTariff(0);
+    services.tariffSelect(1, 1);  // "Conversion"
+    QQuickItem* field = nullptr;
+    if (!waitFor([&] { return (field = find(window, "editorField")) && field->hasActiveFocus(); }))
+        return fail("the number editor did not open with its field focused");
+    QTest::keyClick(&window, Qt::Key_Backspace);  // the selected value goes: the field shows 0
+    if (field->property("text").toString() != "0") return fail("an emptied number field should show 0");
+    // The letter and the second point are refused; 0 then 5 gives 5.
+    for (char c : std::string("x05.2."))
+        QTest::keyClick(&window, c);
+    QString typed = field->property("text").toString();
+    if (typed != "5.2") {
+        std::cerr << "ui test: typed \"" << typed.toStdString() << "\", expected \"5.2\"\n";
+        return false;
+    }
+    QTest::keyClick(&window, Qt::Key_Return);
+    const Value& meter = (*metersOf(services.delegate().settings()))[0];
+    if (!waitFor([&] { return realOf(meter, "factor") == 5.2; })) return fail("Enter did not save 5.2");
+    std::cout << "ui test: typed a conversion factor of 5.2 into the number editor\n";
     return true;
 }
 

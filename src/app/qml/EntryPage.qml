@@ -106,63 +106,14 @@ Page {
         }
 
         // The date picker.
-        Rectangle {
+        DateWheels {
             visible: App.entryDateMode !== 0
             Layout.fillWidth: true
             Layout.preferredHeight: 216
-            color: "white"
-            Row {
-                anchors.centerIn: parent
-                spacing: 6
-                Tumbler {
-                    id: day
-                    model: 31
-                    width: 44
-                    currentIndex: App.entryDate.getDate() - 1
-                    delegate: Label { required property int index; text: index + 1; font.pixelSize: 20; horizontalAlignment: Text.AlignHCenter; opacity: 1.0 - Math.abs(Tumbler.displacement) / 3 }
-                    onMovingChanged: if (!moving) entry.setDate()
-                }
-                Tumbler {
-                    id: month
-                    model: [qsTr("Jan"), qsTr("Feb"), qsTr("Mar"), qsTr("Apr"), qsTr("May"), qsTr("Jun"), qsTr("Jul"), qsTr("Aug"), qsTr("Sep"), qsTr("Oct"), qsTr("Nov"), qsTr("Dec")]
-                    width: 56
-                    currentIndex: App.entryDate.getMonth()
-                    delegate: Label { required property string modelData; required property int index; text: modelData; font.pixelSize: 20; horizontalAlignment: Text.AlignHCenter; opacity: 1.0 - Math.abs(Tumbler.displacement) / 3 }
-                    onMovingChanged: if (!moving) entry.setDate()
-                }
-                Tumbler {
-                    id: year
-                    model: 101
-                    width: 64
-                    currentIndex: App.entryDate.getFullYear() - 2000
-                    delegate: Label { required property int index; text: 2000 + index; font.pixelSize: 20; horizontalAlignment: Text.AlignHCenter; opacity: 1.0 - Math.abs(Tumbler.displacement) / 3 }
-                    onMovingChanged: if (!moving) entry.setDate()
-                }
-                Tumbler {
-                    id: hour
-                    visible: App.entryDateMode === 1
-                    model: 24
-                    width: 44
-                    currentIndex: App.entryDate.getHours()
-                    delegate: Label { required property int index; text: ("0" + index).slice(-2); font.pixelSize: 20; horizontalAlignment: Text.AlignHCenter; opacity: 1.0 - Math.abs(Tumbler.displacement) / 3 }
-                    onMovingChanged: if (!moving) entry.setDate()
-                }
-                Tumbler {
-                    id: minute
-                    visible: App.entryDateMode === 1
-                    model: 60
-                    width: 44
-                    currentIndex: App.entryDate.getMinutes()
-                    delegate: Label { required property int index; text: ("0" + index).slice(-2); font.pixelSize: 20; horizontalAlignment: Text.AlignHCenter; opacity: 1.0 - Math.abs(Tumbler.displacement) / 3 }
-                    onMovingChanged: if (!moving) entry.setDate()
-                }
-            }
+            withTime: App.entryDateMode === 1
+            date: App.entryDate
+            onPicked: (d) => App.entrySetDate(d)
         }
         Item { Layout.fillHeight: true }
-    }
-
-    function setDate() {
-        App.entrySetDate(new Date(2000 + year.currentIndex, month.currentIndex, day.currentIndex + 1,
-                                  hour.currentIndex, minute.currentIndex))
     }
 }

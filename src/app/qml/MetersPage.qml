@@ -40,7 +40,7 @@ Page {
                     MouseArea {
                         id: mouse
                         anchors.fill: parent
-                        onClicked: parent.addRow ? nameDialog.open() : App.metersSelect(index)
+                        onClicked: parent.addRow ? App.metersAdd() : App.metersSelect(index)
                     }
                     RowLayout {
                         anchors.fill: parent
@@ -53,7 +53,7 @@ Page {
                             palette.button: parent.parent.addRow ? "#34c759" : "#ff3b30"
                             palette.buttonText: "white"
                             Layout.preferredWidth: 32
-                            onClicked: parent.parent.addRow ? nameDialog.open() : App.metersDelete(index)
+                            onClicked: parent.parent.addRow ? App.metersAdd() : App.metersDelete(index)
                         }
                         Label {
                             text: modelData.label
@@ -98,23 +98,6 @@ Page {
                 Layout.rightMargin: 16
                 Layout.topMargin: 6
             }
-        }
-    }
-
-    Dialog {
-        id: nameDialog
-        title: qsTr("Meter Name")
-        modal: true
-        anchors.centerIn: parent
-        width: Math.min(320, parent.width - 40)
-        standardButtons: Dialog.Cancel | Dialog.Save
-        onOpened: { nameField.text = ""; nameField.forceActiveFocus() }
-        onAccepted: App.metersAdd(nameField.text)
-        TextField {
-            id: nameField
-            width: parent.width
-            placeholderText: qsTr("Meter Name")
-            onAccepted: if (text.trim() !== "") nameDialog.accept()
         }
     }
 }

@@ -8,9 +8,13 @@ Page {
     background: Rectangle { color: Theme.background }
     property string pageTitle: App.screenTitle
     property string leftText: "‹ " + qsTr("Back")
-    property string rightText: App.screenCanDelete ? qsTr("Delete") : ""
+    property string rightText: App.screenCanDelete ? qsTr("Delete")
+                               : App.screenCanEdit ? (App.screenEditing ? qsTr("Done") : qsTr("Edit")) : ""
     function leftAction() { App.screenPop(); stack.pop() }
-    function rightAction() { App.screenDelete() }
+    function rightAction() {
+        if (App.screenCanDelete) App.screenDelete()
+        else App.screenSetEditing(!App.screenEditing)
+    }
 
     Flickable {
         anchors.fill: parent
@@ -29,6 +33,7 @@ Page {
                     model: modelData
                     onRowSelected: (row) => App.screenSelect(index, row)
                     onSwitchFlipped: (tag, on) => App.screenFlip(tag, on)
+                    onRowDeleted: (row) => App.screenDeleteRow(index, row)
                 }
             }
         }

@@ -10,6 +10,7 @@ ColumnLayout {
     signal rowSelected(int row)
     signal switchFlipped(int tag, bool on)
     signal segmentChosen(int tag, int index)
+    signal rowDeleted(int row)
     spacing: 0
 
     Label {
@@ -77,6 +78,13 @@ ColumnLayout {
                     text: "✓"
                     color: Theme.tint
                     font.pixelSize: 18
+                }
+                Button {
+                    visible: !!modelData.deletable
+                    text: qsTr("Delete")
+                    palette.button: "#ff3b30"
+                    palette.buttonText: "white"
+                    onClicked: section.rowDeleted(index)
                 }
             }
             Rectangle {

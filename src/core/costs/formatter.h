@@ -42,6 +42,9 @@ public:
     // The default number of decimals of the meter's currency (2 for a meter without costs).
     int currencyPrecision(const Value& meter) const;
 
+    // The locale's decimal separator, as number fields read it.
+    const std::string& decimalSeparator() const { return decimalSeparator_; }
+
     enum class DateStyle { Short, Medium };
     enum class TimeStyle { None, Short, Medium };
     // A date in the device locale and time zone: the date in the given style, then the time (short)

@@ -9,6 +9,7 @@
 #include "costs/formatter.h"
 #include "main/selection_view_controller.h"
 #include "readings/meter_editing.h"
+#include "readings/property_editors.h"
 #include "store/app_delegate.h"
 #include "store/calendar.h"
 #include "ui/localize.h"
@@ -21,17 +22,6 @@ const char* const kMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 const char* const kMonthNames[12] = {"January", "February", "March",     "April",   "May",      "June",
                                      "July",    "August",   "September", "October", "November", "December"};
-
-std::optional<double> number(const std::string& text) {
-    std::string t;
-    for (char c : text)
-        if (c != ' ') t += c == ',' ? '.' : c;
-    double v = 0;
-    auto [p, ec] = std::from_chars(t.data(), t.data() + t.size(), v);
-    if (t.empty()) return 0.0;
-    if (ec != std::errc() || p != t.data() + t.size() || !std::isfinite(v)) return std::nullopt;
-    return v;
-}
 
 bool isPeriod(const std::string& w) {
     return w == "day" || w == "week" || w == "month" || w == "quarter" || w == "year";
@@ -283,9 +273,8 @@ std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
             CalendarDate c = app_.calendar().components(shown);
             char text[16];
             std::snprintf(text, sizeof text, "%04d-%02d-%02d", c.year, c.month, c.day);
-            Edit e{tr("To"), tr("The last day these rates were charged (YYYY-MM-DD)"),
-                   text,     std::nullopt,
-                   false,    nullptr};
+            Edit e{tr("To"), tr("The last day these rates were charged"), text, std::nullopt, EditKind::Date,
+                   nullptr};
             Value* meterValue = &m;
             int index = previous_;
             const Calendar* calendar = &app_.calendar();
@@ -306,15 +295,23 @@ std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
     const std::string symbol(symbolFor(stringOf(m, "code")).value_or(""));
     const std::string units(stringOf(m, "units"));
     const int E = registers();
-    auto text = [&](Value& dict, const char* key) { return f.formatDouble(realOf(dict, key), m, -1); };
-    // A number under key in dict, with an optional period word under periodKey.
+    const std::string separator = f.decimalSeparator();
+    // A number under key in dict, with an optional period word under periodKey. Amounts of money may
+    // be negative (a credit); numbers of units are whole.
+    enum Kind { Money, Count, Positive };
     auto numberEdit = [&](std::string title, std::string prompt, Value& dict, const char* key,
-                          const char* periodKey) -> Edit {
-        Edit e{std::move(title), std::move(prompt), text(dict, key), std::nullopt, true, nullptr};
+                          const char* periodKey, Kind kind = Positive) -> Edit {
+        double current = realOf(dict, key);
+        Edit e{std::move(title), std::move(prompt), std::string(), std::nullopt, EditKind::Number, nullptr};
+        e.allowFloat = kind != Count;
+        e.allowNegative = kind == Money;
+        e.negative = e.allowNegative && current < 0;
+        e.value = f.formatDouble(e.negative ? -current : current, m, -1);
         if (periodKey) e.period = std::string(stringOf(dict, periodKey, "day"));
         Value* target = &dict;
-        e.apply = [target, key, periodKey](const std::string& t, const std::string& period) {
-            std::optional<double> v = number(t);
+        NumberViewController reader(e.allowFloat, separator);
+        e.apply = [target, key, periodKey, reader](const std::string& t, const std::string& period) {
+            std::optional<double> v = reader.value(t);
             if (!v) return false;
             if (std::string_view(key) == "factor" && *v == 0) v = 1.0;  // a conversion factor is never zero
             target->set(key, *v);
@@ -323,10 +320,10 @@ std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
         };
         return e;
     };
-    auto keyEdit = [&](std::string title, std::string prompt, const char* key, bool isNumber) -> Edit {
-        Edit e{std::move(title), std::move(prompt), std::string(stringOf(m, key)),
-               std::nullopt,     isNumber,          nullptr};
-        if (isNumber) e.value = text(m, key);
+    auto keyEdit = [&](std::string title, std::string prompt, const char* key, EditKind kind) -> Edit {
+        Edit e{std::move(title), std::move(prompt), std::string(stringOf(m, key)), std::nullopt, kind,
+               nullptr};
+        e.required = std::string_view(key) == "name";
         Value* target = &m;
         e.apply = [target, key](const std::string& t, const std::string&) {
             return !setMeterKey(*target, key, t);
@@ -336,16 +333,18 @@ std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
 
     if (section == 0) {
         bool gbp = stringOf(m, "code") == "GBP";
-        if (row == 0) return keyEdit(tr("Edit Name"), "", "name", false);
+        if (row == 0) return keyEdit(tr("Edit Name"), "", "name", EditKind::Text);
         if (row == 4 && gbp)
-            return keyEdit(tr("Postcode"), tr("Enter the postcode for this meter"), "postcode", false);
+            return keyEdit(tr("Postcode"), tr("Enter the postcode for this meter"), "postcode",
+                           EditKind::Postcode);
         if (row == 5 && gbp)
             return keyEdit(
                 tr("House/Flat"),
                 tr("If you have more than one property at the same postcode, enter a house/flat number or "
                    "name"),
-                "house", false);
-        if ((row == 6 && gbp) || (row == 4 && !gbp)) return keyEdit(tr("Notes"), "", "notes", false);
+                "house", EditKind::Text);
+        if ((row == 6 && gbp) || (row == 4 && !gbp))
+            return keyEdit(tr("Notes"), "", "notes", EditKind::Notes);
         return std::nullopt;  // type and format have choosers of their own
     }
     if (section == 1) {
@@ -361,7 +360,7 @@ std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
             tr("Amount"),
             fill(tr("Enter the amount (in %@) you are charged per day, week, month, quarter or year"),
                  {symbol}),
-            S, "fixed", "period");
+            S, "fixed", "period", Money);
     if (section >= 3 && section < 3 + E) {
         Array* tariffs = arrayOf(S, "tariffs");
         if (!tariffs || section - 3 >= static_cast<int>(tariffs->size())) return std::nullopt;
@@ -374,17 +373,19 @@ std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
         if (monthly && stepped) {
             if (row == 0 || row == 1)
                 return numberEdit(fill("%@ " + std::to_string(row + 1), {tr("Rate")}), ratePrompt, step(row),
-                                  "rate", nullptr);
+                                  "rate", nullptr, Money);
             if (row >= 2 && row < 14)
                 return numberEdit(
                     tr(kMonthNames[row - 2]),
                     fill(tr("Enter the number of initial units (in %@) for this month"), {units}),
-                    step(row - 2), "units", nullptr);
+                    step(row - 2), "units", nullptr, Count);
         } else if (monthly) {
-            if (row < 12) return numberEdit(tr(kMonthNames[row]), ratePrompt, step(row), "rate", nullptr);
+            if (row < 12)
+                return numberEdit(tr(kMonthNames[row]), ratePrompt, step(row), "rate", nullptr, Money);
         } else if (stepped) {
             int k = row / 2;
-            if (k < 12 && row % 2 == 1) return numberEdit(tr("Amount"), ratePrompt, step(k), "rate", nullptr);
+            if (k < 12 && row % 2 == 1)
+                return numberEdit(tr("Amount"), ratePrompt, step(k), "rate", nullptr, Money);
             if (k < 12)
                 return numberEdit(
                     tr("Number"),
@@ -393,9 +394,9 @@ std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
                                 : tr("Enter the number of units (in %@) this rate applies to per day, week, "
                                      "month, quarter or year. Otherwise enter 0 for all remaining units"),
                          {units}),
-                    step(k), "units", "period");
+                    step(k), "units", "period", Count);
         } else if (row == 0) {
-            return numberEdit(tr("Amount"), ratePrompt, step(0), "rate", nullptr);
+            return numberEdit(tr("Amount"), ratePrompt, step(0), "rate", nullptr, Money);
         }
         return std::nullopt;
     }

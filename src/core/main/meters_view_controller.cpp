@@ -89,6 +89,18 @@ bool MetersViewController::moveRow(int from, int to) {
     return true;
 }
 
+ValueEdit MetersViewController::newMeterEdit() {
+    ValueEdit e{tr("Meter Name"), "", "", std::nullopt, EditKind::Text, nullptr};
+    e.required = true;
+    e.apply = [this](const std::string& text, const std::string&) {
+        std::size_t first = text.find_first_not_of(" \t\n"), last = text.find_last_not_of(" \t\n");
+        if (first == std::string::npos) return false;
+        addMeter(text.substr(first, last - first + 1));
+        return true;
+    };
+    return e;
+}
+
 void MetersViewController::addMeter(const std::string& name) {
     if (name.empty()) return;
     metersOf(app_.settings())->push_back(newMeter(name, app_.environment()));

@@ -31,6 +31,8 @@ public:
     bool moveRow(int from, int to);
     // Creates a meter with the name typed (nothing for an empty name).
     void addMeter(const std::string& name);
+    // The name entry that creates a meter ("Meter Name"; Save only with a name).
+    ValueEdit newMeterEdit();
 
     // What opens the tariff editor for a meter (the detail button), and the name entry for a new one.
     void setTariffEditorHook(std::function<void(int)> hook) { tariffHook_ = std::move(hook); }

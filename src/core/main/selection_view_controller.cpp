@@ -5,6 +5,7 @@
 #include "costs/currency_table.h"
 #include "readings/meter_editing.h"
 #include "store/app_delegate.h"
+#include "store/document.h"
 #include "store/text_compare.h"
 #include "ui/localize.h"
 
@@ -184,16 +185,26 @@ std::string UnitsViewController::title() const {
     return tr("Units");
 }
 
+bool UnitsViewController::inUse(std::string_view unit) const {
+    if (const Array* meters = metersOf(app_.settings()))
+        for (const Value& m : *meters)
+            if (stringOf(m, "units") == unit) return true;
+    return false;
+}
+
 std::vector<Section> UnitsViewController::sections() const {
-    Section s{"",
-              boolOf(app_.settings(), "tips", true)
-                  ? tr("Select the units you are billed in, or add new ones")
-                  : "",
-              {}};
+    std::string footer;
+    if (boolOf(app_.settings(), "tips", true))
+        footer = editing_ ? tr("Remove unused units, or add new ones")
+                          : tr("Select the units you are billed in, or add new ones");
+    Section s{"", footer, {}};
     std::string_view current = stringOf(meter(), "units");
     if (const Array* units = arrayOf(app_.settings(), "units"))
         for (const Value& u : *units)
-            if (u.isString()) s.rows.push_back(choice(u.string(), u.string() == current));
+            if (u.isString()) {
+                s.rows.push_back(choice(u.string(), u.string() == current));
+                s.rows.back().deletable = editing_ && !inUse(u.string());
+            }
     Row add{tr("Select to add new units"), ""};
     add.color = RowColor{0.0039, 0.4824, 1.0};
     s.rows.push_back(add);
@@ -208,9 +219,24 @@ void UnitsViewController::selectRow(int /*section*/, int row) {
     navigator_.pop();
 }
 
+void UnitsViewController::commitDelete(int /*section*/, int row) {
+    std::vector<Section> all = sections();
+    if (row < 0 || row >= static_cast<int>(all[0].rows.size()) ||
+        !all[0].rows[static_cast<std::size_t>(row)].deletable)
+        return;
+    Array* units = arrayOf(app_.settings(), "units");
+    if (!units) return;
+    const std::string& unit = all[0].rows[static_cast<std::size_t>(row)].label;
+    auto at = std::find_if(units->begin(), units->end(),
+                           [&](const Value& u) { return u.isString() && u.string() == unit; });
+    if (at != units->end()) units->erase(at);
+}
+
 std::optional<ValueEdit> UnitsViewController::editFor(int /*section*/, int row) {
     if (row != static_cast<int>(sections()[0].rows.size()) - 1) return std::nullopt;
-    ValueEdit e{tr("New Units"), tr("Enter your own user defined units"), "", std::nullopt, false, nullptr};
+    ValueEdit e{tr("New Units"), tr("Enter your own user defined units"), "", std::nullopt, EditKind::Text,
+                nullptr};
+    e.required = true;
     Value* settings = &app_.settings();
     e.apply = [settings](const std::string& text, const std::string&) {
         if (text.empty()) return false;
@@ -227,6 +253,33 @@ std::optional<ValueEdit> UnitsViewController::editFor(int /*section*/, int row) 
         return true;
     };
     return e;
+}
+
+ThemeViewController::ThemeViewController(NumbrelAppDelegate& app) : app_(app) {}
+
+std::string ThemeViewController::title() const {
+    return tr("Themes");
+}
+
+std::vector<Section> ThemeViewController::sections() const {
+    static const char* const kThemes[] = {"Black", "Red", "Green", "Blue", "Red, Green and Blue"};
+    const std::int64_t theme = integerOf(app_.settings(), "theme", 4);
+    Section themes;
+    for (int i = 0; i < 5; ++i)
+        themes.rows.push_back(choice(tr(kThemes[i]), theme == i));
+    const bool black = boolOf(app_.settings(), "black");
+    Section bar{tr("Navigation Bar"), "", {choice(tr("Default"), !black), choice(tr("Black"), black)}};
+    return {themes, bar};
+}
+
+void ThemeViewController::selectRow(int section, int row) {
+    // "theme" holds a number, so the row's number is stored rather than its text.
+    if (section == 0 && row >= 0 && row < 5) app_.settings().set("theme", row);
+    if (section == 1 && (row == 0 || row == 1)) {
+        app_.settings().set("black", row == 1);
+        app_.applyBarStyle();
+    }
+    // Two sections: the list stays open after a choice.
 }
 
 }  // namespace numbrel

@@ -61,7 +61,8 @@ private:
 };
 
 // The units a meter is billed in: the settings' "units" list, then "Select to add new units", which
-// adds a unit of the user's own (kept sorted without regard to case).
+// adds a unit of the user's own (kept sorted without regard to case). In editing mode the units no
+// meter uses can be removed.
 class UnitsViewController : public Screen {
 public:
     UnitsViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex);
@@ -69,12 +70,31 @@ public:
     std::vector<Section> sections() const override;
     void selectRow(int section, int row) override;
     std::optional<ValueEdit> editFor(int section, int row) override;
+    bool canEdit() const override { return true; }
+    bool isEditing() const override { return editing_; }
+    void setEditing(bool on) override { editing_ = on; }
+    void commitDelete(int section, int row) override;
 
 private:
     Value& meter() const;
+    bool inUse(std::string_view unit) const;
     NumbrelAppDelegate& app_;
     Navigator& navigator_;
     int meter_;
+    bool editing_ = false;
+};
+
+// "Themes": the graphs' colour themes (stored as the row's number in the settings' "theme"), and
+// under "Navigation Bar" the bar's style ("Default" or "Black", the settings' "black" flag).
+class ThemeViewController : public Screen {
+public:
+    explicit ThemeViewController(NumbrelAppDelegate& app);
+    std::string title() const override;
+    std::vector<Section> sections() const override;
+    void selectRow(int section, int row) override;
+
+private:
+    NumbrelAppDelegate& app_;
 };
 
 // The register combinations of the "Total Usage" section, by register count, and what each sets.

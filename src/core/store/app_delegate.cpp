@@ -64,8 +64,12 @@ void NumbrelAppDelegate::setSettings(Value document) {
 void NumbrelAppDelegate::validate(bool replaced) {
     for (Alert& a : validateSettings(*settings_, env_, replaced))
         alerts_.push_back(std::move(a));
-    if (hooks_.applyBarStyle) hooks_.applyBarStyle(boolOf(*settings_, "black"));
+    applyBarStyle();
     md5_ = MD5StringOfSettings();
+}
+
+void NumbrelAppDelegate::applyBarStyle() const {
+    if (hooks_.applyBarStyle) hooks_.applyBarStyle(boolOf(*settings_, "black"));
 }
 
 Value& NumbrelAppDelegate::meter(int index) {

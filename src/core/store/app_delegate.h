@@ -49,6 +49,9 @@ public:
     // The meter at a valid index of the document's "meters" list.
     Value& meter(int index);
 
+    // Gives the navigation bar the style the document asks for ("black").
+    void applyBarStyle() const;
+
     // Replaces the document (restore, import, cloud restore) and validates it.
     void setSettings(Value document);
 

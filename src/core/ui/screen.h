@@ -30,6 +30,7 @@ struct Row {
     bool enabled = true;
     bool selectable = true;
     std::optional<RowColor> color;  // the label's colour when not the default
+    bool deletable = false;         // editing mode offers to delete the row
 };
 
 struct Section {
@@ -40,16 +41,26 @@ struct Section {
 
 class Screen;
 
+// The kinds of value editor: a number field (with its typing rules, and a sign button when negative
+// values are allowed), a one-line text field, a postcode field (typed upper case, refusing what can no
+// longer become a postcode), a multi-line text area, and a date ("YYYY-MM-DD") shown on a picker.
+enum class EditKind { Number, Text, Postcode, Notes, Date };
+
 // What a row edits when it is a value rather than a choice: the editor's title and prompt, the value
 // as text, and whether a period word goes with it. apply() stores the text (and period) with the
-// screen's rules and answers false when the value is refused.
+// screen's rules and answers false when the value is refused. A number whose sign button shows "-"
+// reaches apply() with a leading "-".
 struct ValueEdit {
     std::string title;
     std::string prompt;
     std::string value;
     std::optional<std::string> period;  // "day" ... "year" when the value is per period
-    bool number = true;
+    EditKind kind = EditKind::Number;
     std::function<bool(const std::string& text, const std::string& period)> apply;
+    bool allowFloat = true;      // numbers: a decimal point may be typed
+    bool allowNegative = false;  // numbers: a sign button
+    bool negative = false;       // numbers: the sign the button starts at (value holds the magnitude)
+    bool required = false;       // Save only while the text is not empty
 };
 
 // What a screen asks of whoever shows it.
@@ -78,6 +89,11 @@ public:
     // A delete button in the bar, and what it does.
     virtual bool canDelete() const { return false; }
     virtual void deleteAction() {}
+    // An Edit/Done button in the bar; while editing, rows marked deletable can be deleted.
+    virtual bool canEdit() const { return false; }
+    virtual bool isEditing() const { return false; }
+    virtual void setEditing(bool /*on*/) {}
+    virtual void commitDelete(int /*section*/, int /*row*/) {}
 };
 
 // The row a label sits on, or null. Not for a temporary list of sections: the row would dangle.

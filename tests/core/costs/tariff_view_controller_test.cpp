@@ -85,6 +85,27 @@ TEST_F(TariffEditor, EditsAndRateChanges) {
     EXPECT_EQ(fixed->prompt, "Enter the amount (in £) you are charged per day, week, month, quarter or year");
     EXPECT_TRUE(fixed->apply("30", "month"));
     EXPECT_EQ(stringOf(meter(), "period"), "month");
+    // Money may be a credit: the sign button shows "-" and the field the amount.
+    ASSERT_TRUE(fixed->allowNegative && fixed->allowFloat);
+    EXPECT_TRUE(fixed->apply("-1.5", "day"));
+    EXPECT_EQ(realOf(meter(), "fixed"), -1.5);
+    fixed = editor.editFor(2, 0);
+    EXPECT_TRUE(fixed->negative);
+    EXPECT_EQ(fixed->value, "1.5");
+    // Units are whole numbers; a percentage is never negative.
+    editor.flipSwitch(31, true);
+    auto units = editor.editFor(3, 0);
+    ASSERT_TRUE(units);
+    EXPECT_FALSE(units->allowFloat);
+    EXPECT_TRUE(units->apply("250.9", "month"));
+    EXPECT_EQ(realOf((*arrayOf((*arrayOf(meter(), "tariffs"))[0], "rates"))[0], "units"), 250.0);
+    auto percent = editor.editFor(4, 1);  // "Discount %" under the one register
+    ASSERT_TRUE(percent);
+    EXPECT_FALSE(percent->allowNegative);
+    // The name needs text; the postcode and notes have editors of their own kind.
+    EXPECT_TRUE(editor.editFor(0, 0)->required);
+    EXPECT_EQ(editor.editFor(0, 4)->kind, EditKind::Postcode);
+    EXPECT_EQ(editor.editFor(0, 6)->kind, EditKind::Notes);
     EXPECT_TRUE(editor.editFor(0, 4)->apply("ec1a 1bb", ""));
     EXPECT_EQ(stringOf(meter(), "postcode"), "EC1A 1BB");
     EXPECT_FALSE(editor.editFor(0, 3));  // the currency has a chooser of its own

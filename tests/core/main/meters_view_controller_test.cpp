@@ -37,8 +37,12 @@ TEST_F(MetersList, JumpDeleteMoveAdd) {
     EXPECT_EQ(names(), (std::vector<std::string>{"Water", "Electricity", "Gas"}));
     EXPECT_EQ(integerOf(app_.settings(), "meter"), 0);
 
-    list.addMeter("Heat");
-    list.addMeter("");
+    ValueEdit name = list.newMeterEdit();
+    EXPECT_EQ(name.title, "Meter Name");
+    EXPECT_TRUE(name.required);
+    EXPECT_FALSE(name.apply("   ", ""));  // no name, no meter
+    EXPECT_TRUE(name.apply(" Heat ", ""));
+    EXPECT_EQ(names().back(), "Heat");
     EXPECT_EQ(names().size(), 4u);
     list.deleteRow(3);  // no readings: at once
     EXPECT_EQ(names().size(), 3u);

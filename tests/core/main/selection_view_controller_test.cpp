@@ -85,5 +85,63 @@ TEST_F(Choosers, UnitsAndNewUnits) {
     EXPECT_EQ(nav_.pops, 1);
 }
 
+TEST_F(Choosers, EditingRemovesOnlyUnusedUnits) {
+    UnitsViewController units(app_, nav_, 0);
+    auto labels = [&] {
+        std::vector<std::string> out;
+        std::vector<Section> all = units.sections();
+        for (const Row& r : all[0].rows)
+            out.push_back(r.label + (r.deletable ? " (x)" : ""));
+        return out;
+    };
+    EXPECT_EQ(labels(), (std::vector<std::string>{"ft³", "kWh", "m³", "Select to add new units"}));
+    units.commitDelete(0, 0);  // not editing: nothing goes
+    EXPECT_EQ(labels().size(), 4u);
+    units.setEditing(true);
+    EXPECT_EQ(units.sections()[0].footer, "Remove unused units, or add new ones");
+    // kWh and m³ are some meter's units; ft³ is nobody's.
+    EXPECT_EQ(labels(), (std::vector<std::string>{"ft³ (x)", "kWh", "m³", "Select to add new units"}));
+    units.commitDelete(0, 1);  // kWh is in use
+    units.commitDelete(0, 3);  // the add row
+    EXPECT_EQ(labels().size(), 4u);
+    units.commitDelete(0, 0);
+    EXPECT_EQ(labels(), (std::vector<std::string>{"kWh", "m³", "Select to add new units"}));
+    // A unit stops being in use when its last meter moves to another.
+    meter(2).set("units", "kWh");
+    meter(1).set("units", "kWh");
+    EXPECT_EQ(labels(), (std::vector<std::string>{"kWh", "m³ (x)", "Select to add new units"}));
+}
+
+TEST_F(Choosers, ThemesAndTheNavigationBar) {
+    bool barBlack = false;
+    int styled = 0;
+    NumbrelAppDelegate::Hooks hooks;
+    hooks.applyBarStyle = [&](bool black) {
+        barBlack = black;
+        ++styled;
+    };
+    app_.setHooks(hooks);
+    ThemeViewController themes(app_);
+    std::vector<Section> s = themes.sections();
+    ASSERT_EQ(s.size(), 2u);
+    EXPECT_EQ(s[0].rows.size(), 5u);
+    EXPECT_EQ(s[0].rows[4].accessory, Accessory::Check);  // theme 4 by default
+    EXPECT_EQ(s[1].header, "Navigation Bar");
+    themes.selectRow(0, 2);
+    const Value* theme = app_.settings().find("theme");
+    ASSERT_TRUE(theme && theme->isInteger());  // a number field gets the row's number
+    EXPECT_EQ(theme->toInteger(), 2);
+    themes.selectRow(1, 1);
+    EXPECT_TRUE(boolOf(app_.settings(), "black"));
+    EXPECT_TRUE(barBlack);
+    themes.selectRow(1, 0);
+    EXPECT_FALSE(barBlack);
+    EXPECT_EQ(styled, 2);
+    s = themes.sections();
+    EXPECT_EQ(s[0].rows[2].accessory, Accessory::Check);
+    EXPECT_EQ(s[1].rows[0].accessory, Accessory::Check);
+    EXPECT_EQ(nav_.pops, 0);  // two sections: the list stays
+}
+
 }  // namespace
 }  // namespace numbrel
