@@ -40,6 +40,7 @@ ApplicationWindow {
         if (what === "stepped" || what === "monthly") { openMeters(); App.openTariff(0); stack.push(tariffPage); if (what === "monthly") { App.tariffFlip(30, true); App.tariffFlip(31, false) } }
         if (what === "units") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(1, 0); App.screenSetEditing(true) }
         if (what === "themes") App.openThemes()
+        if (what === "date") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.answerAlert(40, 1); App.tariffSelect(5, 0); App.screenSelect(0, 0) }
         if (what === "postcode") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 4) }
         if (what === "notes") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 6) }
         if (what === "type") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 1); App.screenSelect(1, 1); App.screenSelect(2, 1) }
