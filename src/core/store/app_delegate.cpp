@@ -1,8 +1,11 @@
 #include "store/app_delegate.h"
 
+#include "exchange/backup.h"
 #include "plist/description.h"
+#include "plist/keyed_archive.h"
 #include "plist/md5.h"
 #include "store/document.h"
+#include "store/file_ops.h"
 #include "store/validation.h"
 #include "ui/localize.h"
 
@@ -66,6 +69,24 @@ void NumbrelAppDelegate::validate(bool replaced) {
         alerts_.push_back(std::move(a));
     applyBarStyle();
     md5_ = MD5StringOfSettings();
+}
+
+NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& directory) {
+    Backup out;
+    out.name = backupFileName(calendar_, env_.now());
+    Value& doc = *settings_;
+    doc.set("filename", out.name);
+    doc.set("hash", static_cast<std::int64_t>(descriptionHash(doc) + 1u));  // wraps at 2^32
+    std::string bytes = writeKeyedArchive(doc);
+    doc.erase("hash");
+    FileOps& ops = FileOps::real();
+    if (ops.makeDirectories(directory) != 0) {
+        out.error = "cannot create the folder " + directory;
+    } else {
+        out.error = writeFileAtomically(ops, directory + "/" + out.name, bytes);
+    }
+    md5_ = MD5StringOfSettings();
+    return out;
 }
 
 void NumbrelAppDelegate::applyBarStyle() const {

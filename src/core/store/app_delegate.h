@@ -64,6 +64,14 @@ public:
     // prompt save after a new reading use.
     std::optional<std::string> saveSettings();
 
+    // Writes the whole document as a backup file into a folder and returns its name, or an error
+    // message. "filename" is set in the document and kept; "hash" exists only in the file.
+    struct Backup {
+        std::string name;
+        std::optional<std::string> error;
+    };
+    Backup localBackup(const std::string& directory);
+
     // The change fingerprint: MD5 of the description without view state and preferences.
     std::string MD5StringOfSettings() const;
     const std::string& md5() const { return md5_; }

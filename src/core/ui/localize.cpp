@@ -12,9 +12,13 @@ std::string fill(const std::string& pattern, std::initializer_list<std::string> 
     std::string out;
     auto arg = args.begin();
     for (std::size_t i = 0; i < pattern.size(); ++i) {
-        if (pattern.compare(i, 2, "%@") == 0 && arg != args.end()) {
+        std::size_t length = 0;
+        for (const char* placeholder : {"%@", "%s", "%d", "%lu", "%ld"})
+            if (pattern.compare(i, std::char_traits<char>::length(placeholder), placeholder) == 0)
+                length = std::char_traits<char>::length(placeholder);
+        if (length && arg != args.end()) {
             out += *arg++;
-            ++i;
+            i += length - 1;
         } else {
             out += pattern[i];
         }

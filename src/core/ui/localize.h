@@ -9,7 +9,8 @@ namespace numbrel {
 // The translation of key for the current locale, or key itself when there is none.
 std::string tr(const char* key);
 
-// A pattern with "%@" placeholders filled in order with args ("∆ %@ %@" ...).
+// A pattern with placeholders ("%@", and the printf-style "%s", "%d", "%lu", "%ld") filled in order
+// with args given as text ("∆ %@ %@", "Row %lu, invalid date format" ...).
 std::string fill(const std::string& pattern, std::initializer_list<std::string> args);
 
 }  // namespace numbrel

@@ -1,0 +1,56 @@
+// Backup files: their names, the integrity check of a restore, the listing of the backups screen and
+// the retention of automatic backups. Writing a backup is the delegate's localBackup().
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "plist/value.h"
+
+namespace numbrel {
+
+class Calendar;
+
+// "nbYYYYMMDD@HHMMSS.bak" from the local date and time of an instant.
+std::string backupFileName(const Calendar& calendar, Date now);
+
+// Whether a name is exactly a backup file's name.
+bool isBackupName(std::string_view name);
+
+// The 32-bit hash of a document's textual description. A backup stores it plus one under "hash".
+std::uint32_t descriptionHash(const Value& document);
+
+enum class RestoreOutcome { Restored, TooNew, OldBackup, Corrupt };
+
+struct RestoreCheck {
+    RestoreOutcome outcome = RestoreOutcome::Corrupt;
+    Value document;      // the backup's document without "hash" (Restored and OldBackup)
+    std::string reason;  // why it is corrupt, for the command line
+};
+
+// The checks of a restore, in order: the archive reads and holds "hash"; a newer "version" than the
+// current document's is too new; a description hash one below the stored value is genuine; zero or
+// two apart is corrupt; further apart is an old backup (made where the hash differs) when the
+// document has the keys every document has, else corrupt. The arithmetic is 32-bit.
+RestoreCheck checkBackup(std::string_view bytes, std::int64_t currentVersion);
+
+// The backups screen's list: local names plus remote names not among them, newest first (reverse
+// case-insensitive order).
+std::vector<std::string> listBackups(std::vector<std::string> local, const std::vector<std::string>& remote);
+
+// Automatic backups keep the three newest in the cloud folder: with three or more cloud backups
+// (names matching the backup pattern, newest first), every cloud one after the third goes, and then
+// every local backup that is not one of those three.
+struct Retention {
+    std::vector<std::string> deleteFromCloud;
+    std::vector<std::string> deleteLocally;
+};
+Retention retention(const std::vector<std::string>& cloud, const std::vector<std::string>& local);
+inline constexpr int kBackupsKept = 3;
+
+// The names of the files in a folder (none when it cannot be read).
+std::vector<std::string> filesIn(const std::string& directory);
+
+}  // namespace numbrel

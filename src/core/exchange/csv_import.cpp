@@ -1,0 +1,511 @@
+#include "exchange/csv_import.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <unordered_map>
+
+#include <unicode/basictz.h>
+#include <unicode/gregocal.h>
+#include <unicode/smpdtfmt.h>
+
+#include "plist/utf.h"
+#include "store/document.h"
+#include "store/environment.h"
+#include "ui/localize.h"
+
+namespace numbrel {
+
+namespace {
+
+bool validUtf8(std::string_view s) {
+    std::size_t i = 0;
+    while (i < s.size()) {
+        auto c = static_cast<unsigned char>(s[i]);
+        std::size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
+        if (n == 0 || (n == 2 && c < 0xC2) || i + n > s.size()) return false;
+        for (std::size_t k = 1; k < n; ++k)
+            if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return false;
+        if (n == 3) {
+            auto c1 = static_cast<unsigned char>(s[i + 1]);
+            if ((c == 0xE0 && c1 < 0xA0) || (c == 0xED && c1 >= 0xA0)) return false;  // overlong, surrogate
+        }
+        if (n == 4) {
+            auto c1 = static_cast<unsigned char>(s[i + 1]);
+            if ((c == 0xF0 && c1 < 0x90) || c > 0xF4 || (c == 0xF4 && c1 >= 0x90)) return false;
+        }
+        i += n;
+    }
+    return true;
+}
+
+// The length of the line-end character at i, or 0: LF, VT, FF, CR, NEL, LINE and PARAGRAPH SEPARATOR.
+std::size_t lineEndAt(std::string_view t, std::size_t i) {
+    auto c = static_cast<unsigned char>(t[i]);
+    if (c >= 0x0A && c <= 0x0D) return 1;
+    if (c == 0xC2 && i + 1 < t.size() && static_cast<unsigned char>(t[i + 1]) == 0x85) return 2;
+    if (c == 0xE2 && i + 2 < t.size() && static_cast<unsigned char>(t[i + 1]) == 0x80 &&
+        (static_cast<unsigned char>(t[i + 2]) == 0xA8 || static_cast<unsigned char>(t[i + 2]) == 0xA9))
+        return 3;
+    return 0;
+}
+
+bool special(std::string_view t, std::size_t i) {
+    return t[i] == ',' || t[i] == '"' || lineEndAt(t, i) != 0;
+}
+
+// A field under construction: a slice of the text while its pieces lie side by side there (almost
+// always), else its own copy.
+class Field {
+public:
+    explicit Field(std::string_view text) : text_(text) {}
+    void append(std::size_t from, std::size_t to) {
+        if (from == to) return;
+        if (!copied_ && (end_ == begin_ || end_ == from)) {
+            if (end_ == begin_) begin_ = from;
+            end_ = to;
+            return;
+        }
+        if (!copied_) {
+            copy_.assign(text_.substr(begin_, end_ - begin_));
+            copied_ = true;
+        }
+        copy_.append(text_.substr(from, to - from));
+    }
+    std::size_t size() const { return copied_ ? copy_.size() : end_ - begin_; }
+    bool empty() const { return size() == 0; }
+    std::string take() {
+        std::string out = copied_ ? std::move(copy_) : std::string(text_.substr(begin_, end_ - begin_));
+        reset();
+        return out;
+    }
+    void reset() {
+        begin_ = end_ = 0;
+        copied_ = false;
+        copy_.clear();
+    }
+
+private:
+    std::string_view text_;
+    std::size_t begin_ = 0, end_ = 0;
+    bool copied_ = false;
+    std::string copy_;
+};
+
+// Reads "only a leading number" as the locale reads it: spaces, a sign, digits with the locale's
+// decimal separator, an exponent.
+std::optional<double> leadingNumber(std::string_view s, std::string_view separator) {
+    std::size_t i = 0;
+    while (i < s.size() && (s[i] == ' ' || s[i] == '\t'))
+        ++i;
+    std::string plain;
+    if (i < s.size() && (s[i] == '-' || s[i] == '+')) {
+        if (s[i] == '-') plain += '-';
+        ++i;
+    }
+    std::size_t digits = 0;
+    auto takeDigits = [&] {
+        while (i < s.size() && s[i] >= '0' && s[i] <= '9') {
+            plain += s[i++];
+            ++digits;
+        }
+    };
+    takeDigits();
+    if (!separator.empty() && s.substr(i, separator.size()) == separator) {
+        std::size_t before = digits;
+        std::size_t at = i;
+        i += separator.size();
+        plain += '.';
+        takeDigits();
+        if (digits == before && before == 0) {
+            i = at;
+            plain.pop_back();
+        }
+    }
+    if (digits == 0) return std::nullopt;
+    if (i < s.size() && (s[i] == 'e' || s[i] == 'E')) {
+        std::size_t j = i + 1;
+        std::string exponent = "e";
+        if (j < s.size() && (s[j] == '-' || s[j] == '+')) exponent += s[j++];
+        if (j < s.size() && s[j] >= '0' && s[j] <= '9') {
+            while (j < s.size() && s[j] >= '0' && s[j] <= '9')
+                exponent += s[j++];
+            plain += exponent;
+        }
+    }
+    double v = 0;
+    auto [end, ec] = std::from_chars(plain.data(), plain.data() + plain.size(), v);
+    if (ec == std::errc::result_out_of_range) return std::nullopt;
+    if (ec != std::errc() || !std::isfinite(v)) return std::nullopt;
+    return v;
+}
+
+// Plist dates count from 2001-01-01; ICU's from 1970-01-01, in milliseconds.
+constexpr double kEpochDifference = 978307200.0;
+
+int daysInMonth(int year, int month) {
+    static const int days[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    return month == 2 && leap ? 29 : days[month - 1];
+}
+
+}  // namespace
+
+std::optional<std::string> decodeCsvText(std::string_view bytes) {
+    if (bytes.size() >= 2) {
+        auto b0 = static_cast<unsigned char>(bytes[0]), b1 = static_cast<unsigned char>(bytes[1]);
+        if ((b0 == 0xFF && b1 == 0xFE) || (b0 == 0xFE && b1 == 0xFF)) {
+            if (bytes.size() % 2 != 0) return std::nullopt;
+            bool little = b0 == 0xFF;
+            std::u16string units;
+            units.reserve(bytes.size() / 2 - 1);
+            for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
+                auto lo = static_cast<unsigned char>(bytes[little ? i : i + 1]);
+                auto hi = static_cast<unsigned char>(bytes[little ? i + 1 : i]);
+                units.push_back(static_cast<char16_t>(hi << 8 | lo));
+            }
+            return utf16ToUtf8(units);
+        }
+    }
+    if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") bytes.remove_prefix(3);
+    if (!validUtf8(bytes)) return std::nullopt;
+    return std::string(bytes);
+}
+
+CsvStop tokenizeCsv(std::string_view text,
+                    const std::function<bool(std::vector<std::string>& fields)>& line) {
+    std::vector<std::string> fields;
+    Field field(text);
+    bool quoted = false;
+    std::size_t i = 0, lineStart = 0;
+    const std::size_t n = text.size();
+    auto endField = [&] { fields.push_back(field.take()); };
+    while (i < n) {
+        std::size_t run = i;
+        while (i < n && !special(text, i))
+            ++i;
+        field.append(run, i);
+        if (field.size() > kMaxCsvFieldBytes) return CsvStop::FieldTooLong;
+        if (i - lineStart > kMaxCsvLineBytes) return CsvStop::LineTooLong;
+        if (i >= n) break;
+        if (text[i] == '"') {
+            if (quoted && i + 1 < n && text[i + 1] == '"') {
+                field.append(i + 1, i + 2);  // a doubled quote inside quotes is one quote
+                i += 2;
+            } else {
+                quoted = !quoted;
+                ++i;
+            }
+        } else if (text[i] == ',') {
+            if (quoted) {
+                field.append(i, i + 1);
+                ++i;
+            } else {
+                endField();
+                ++i;
+                while (i < n && (text[i] == ' ' || text[i] == '\t'))
+                    ++i;
+            }
+        } else {
+            std::size_t runStart = i;
+            while (i < n) {
+                std::size_t len = lineEndAt(text, i);
+                if (len == 0) break;
+                i += len;
+            }
+            if (quoted) {
+                field.append(runStart, i);
+            } else {
+                if (!field.empty()) endField();
+                if (!line(fields)) return CsvStop::Stopped;
+                fields.clear();
+                lineStart = i;
+            }
+        }
+    }
+    if (i > lineStart || !fields.empty() || !field.empty()) {
+        if (!field.empty()) endField();
+        if (!line(fields)) return CsvStop::Stopped;
+    }
+    return CsvStop::End;
+}
+
+struct CsvDateReader::Impl {
+    explicit Impl(const Environment& e) : env(e) {
+        UErrorCode status = U_ZERO_ERROR;
+        calendar = std::make_unique<icu::GregorianCalendar>(env.timeZone(), env.locale(), status);
+        calendar->setLenient(false);
+        const char16_t* patterns[3] = {u"dd/MM/yyyy HH:mm:ss", u"dd/MM/yyyy HH:mm", u"dd/MM/yyyy"};
+        for (int k = 0; k < 3; ++k) {
+            UErrorCode s = U_ZERO_ERROR;
+            formats[k] =
+                std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(patterns[k]), env.locale(), s);
+            if (U_FAILURE(s)) {
+                formats[k].reset();
+                continue;
+            }
+            formats[k]->adoptCalendar(calendar->clone());
+            formats[k]->setTimeZone(env.timeZone());
+        }
+        zone = dynamic_cast<const icu::BasicTimeZone*>(&env.timeZone());
+    }
+
+    // The instant of a local wall-clock time by the non-lenient calendar: nothing for a date that
+    // does not exist or a time the clocks skip.
+    std::optional<Date> wallClock(int y, int mo, int d, int h, int mi, int s) {
+        calendar->clear();
+        calendar->set(y, mo - 1, d, h, mi, s);
+        UErrorCode status = U_ZERO_ERROR;
+        UDate ms = calendar->getTime(status);
+        if (U_FAILURE(status)) return std::nullopt;
+        return Date{ms / 1000.0 - kEpochDifference};
+    }
+
+    // Local midnight of the first of a month, when the zone's offset holds all month; else nothing.
+    std::optional<double> uniformMonth(int y, int mo) {
+        int key = y * 12 + mo;
+        auto it = months.find(key);
+        if (it != months.end()) return it->second;
+        std::optional<double> start;
+        std::optional<Date> first = wallClock(y, mo, 1, 0, 0, 0);
+        std::optional<Date> next =
+            mo == 12 ? wallClock(y + 1, 1, 1, 0, 0, 0) : wallClock(y, mo + 1, 1, 0, 0, 0);
+        if (first && next && next->seconds - first->seconds == daysInMonth(y, mo) * 86400.0) {
+            bool transition = false;
+            if (zone) {
+                icu::TimeZoneTransition tr;
+                UDate from = (first->seconds + kEpochDifference) * 1000.0;
+                transition = zone->getNextTransition(from, true, tr) &&
+                             tr.getTime() <= (next->seconds + kEpochDifference) * 1000.0;
+            } else {
+                transition = true;
+            }
+            if (!transition) start = first->seconds;
+        }
+        months.emplace(key, start);
+        return start;
+    }
+
+    const Environment& env;
+    std::unique_ptr<icu::GregorianCalendar> calendar;
+    std::unique_ptr<icu::SimpleDateFormat> formats[3];
+    const icu::BasicTimeZone* zone = nullptr;
+    std::unordered_map<int, std::optional<double>> months;
+};
+
+CsvDateReader::CsvDateReader(const Environment& env) : impl_(std::make_unique<Impl>(env)) {}
+CsvDateReader::~CsvDateReader() = default;
+
+std::optional<Date> CsvDateReader::readSlowly(std::string_view text, Format format) {
+    icu::SimpleDateFormat* f = impl_->formats[format].get();
+    if (!f) return std::nullopt;
+    icu::UnicodeString u =
+        icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+    icu::Calendar& cal = *impl_->calendar;
+    cal.clear();
+    icu::ParsePosition pos(0);
+    f->parse(u, cal, pos);
+    if (pos.getErrorIndex() >= 0 || pos.getIndex() != u.length())
+        return std::nullopt;  // all of it, or nothing
+    UErrorCode status = U_ZERO_ERROR;
+    UDate ms = cal.getTime(status);  // the non-lenient calendar refuses 31/02 and skipped times here
+    if (U_FAILURE(status)) return std::nullopt;
+    if (cal.get(UCAL_ERA, status) != icu::GregorianCalendar::AD || cal.get(UCAL_YEAR, status) < 1000 ||
+        U_FAILURE(status))
+        return std::nullopt;  // "05/03/24" is the year 24, not 2024
+    return Date{ms / 1000.0 - kEpochDifference};
+}
+
+std::optional<Date> CsvDateReader::read(std::string_view text, Format format) {
+    // The fast path takes exactly the plain shape of the format, two digits a field and four for the
+    // year, in a month without a clock change; everything else goes to the locale's parser.
+    static constexpr std::size_t kLength[3] = {19, 16, 10};
+    if (text.size() == kLength[format]) {
+        auto digit = [&](std::size_t k) { return text[k] >= '0' && text[k] <= '9'; };
+        auto number = [&](std::size_t k, std::size_t len) {
+            int v = 0;
+            for (std::size_t j = k; j < k + len; ++j)
+                v = v * 10 + (text[j] - '0');
+            return v;
+        };
+        bool shape = text[2] == '/' && text[5] == '/';
+        for (std::size_t k : {0u, 1u, 3u, 4u, 6u, 7u, 8u, 9u})
+            shape = shape && digit(k);
+        if (format != DateOnly) {
+            shape = shape && text[10] == ' ' && text[13] == ':' && digit(11) && digit(12) && digit(14) &&
+                    digit(15);
+            if (format == Seconds) shape = shape && text[16] == ':' && digit(17) && digit(18);
+        }
+        if (shape) {
+            int d = number(0, 2), mo = number(3, 2), y = number(6, 4);
+            int h = format == DateOnly ? 0 : number(11, 2), mi = format == DateOnly ? 0 : number(14, 2);
+            int s = format == Seconds ? number(17, 2) : 0;
+            if (y < 1000 || mo < 1 || mo > 12 || d < 1 || d > daysInMonth(y, mo) || h > 23 || mi > 59 ||
+                s > 59)
+                return std::nullopt;
+            if (std::optional<double> start = impl_->uniformMonth(y, mo))
+                return Date{*start + (d - 1) * 86400.0 + h * 3600.0 + mi * 60.0 + s};
+            return impl_->wallClock(y, mo, d, h, mi, s);
+        }
+    }
+    return readSlowly(text, format);
+}
+
+Alert CsvVerification::alert(int tag) const {
+    switch (outcome) {
+        case Outcome::Corrupt:
+            return Alert{tag, tr("CSV File Corrupt"), message, {tr("OK")}};
+        case Outcome::Empty:
+            return Alert{tag, tr("CSV File Empty?"), "", {tr("OK")}};
+        case Outcome::Verified:
+            break;
+    }
+    std::size_t n = rows.size();
+    return Alert{tag,
+                 tr("CSV File Verified"),
+                 fill(tr("%lu reading%s"), {std::to_string(n), n == 1 ? "" : "s"}),
+                 {tr("Cancel"), tr("Import")}};
+}
+
+CsvVerification verifyCsv(std::string_view bytes, const Value& document, const Environment& env,
+                          const std::string& decimalSeparator) {
+    CsvVerification out;
+    std::optional<std::string> text = decodeCsvText(bytes);
+    if (!text) return out;  // "CSV File Empty?"
+
+    std::unordered_map<std::string_view, int> meters;  // the first meter of each name
+    if (const Array* list = metersOf(document)) {
+        for (std::size_t i = 0; i < list->size(); ++i) {
+            const Value* name = (*list)[i].find("name");
+            if (name && name->isString()) meters.try_emplace(name->string(), static_cast<int>(i));
+        }
+    }
+    CsvDateReader dates(env);
+    CsvDateReader::Format format = CsvDateReader::Seconds;
+    bool first = true;  // the first line that is not empty may be a header
+    auto stop = [&](const char* pattern) {
+        out.outcome = CsvVerification::Outcome::Corrupt;
+        out.message = fill(tr(pattern), {std::to_string(out.rows.size() + 1)});
+        return false;
+    };
+    CsvStop end = tokenizeCsv(*text, [&](std::vector<std::string>& f) {
+        // Empty columns after the fifth are ignored.
+        while (f.size() >= 6 && f[5].empty())
+            f.erase(f.begin() + 5);
+        if (f.size() != 5) return stop("Row %lu, incorrect column count (should be 5)");
+        if (std::all_of(f.begin(), f.end(), [](const std::string& s) { return s.empty(); })) return true;
+        std::optional<Date> date = dates.read(f[1], format);
+        if (!date && out.rows.empty()) {
+            // Until a row is accepted, a failing format gives way to the shorter ones, and the last
+            // one tried stays.
+            format = CsvDateReader::Minutes;
+            date = dates.read(f[1], format);
+            if (!date) {
+                format = CsvDateReader::DateOnly;
+                date = dates.read(f[1], format);
+            }
+        }
+        if (!date) {
+            if (first) {
+                first = false;
+                return true;  // the header line
+            }
+            return stop("Row %lu, invalid date format");
+        }
+        first = false;
+        ImportRow row;
+        row.date = *date;
+        static const char* const kInvalid[3] = {"Row %lu, invalid reading 1", "Row %lu, invalid reading 2",
+                                                "Row %lu, invalid reading 3"};
+        for (int k = 0; k < 3; ++k) {
+            std::optional<double> v =
+                f[static_cast<std::size_t>(k + 2)].empty()
+                    ? std::nullopt
+                    : leadingNumber(f[static_cast<std::size_t>(k + 2)], decimalSeparator);
+            if (!v) return stop(kInvalid[k]);
+            row.reading[k] = *v;
+        }
+        auto meter = meters.find(f[0]);
+        if (meter == meters.end()) return stop("Row %lu, meter not found");
+        row.meter = meter->second;
+        out.rows.push_back(row);
+        return true;
+    });
+    if (end == CsvStop::FieldTooLong || end == CsvStop::LineTooLong) {
+        out.outcome = CsvVerification::Outcome::Corrupt;
+        out.message = fill(tr(end == CsvStop::FieldTooLong ? "Row %lu, a field is longer than 64 KB"
+                                                           : "Row %lu, a line is longer than 1 MB"),
+                           {std::to_string(out.rows.size() + 1)});
+    }
+    if (out.outcome == CsvVerification::Outcome::Corrupt) {
+        out.rows.clear();
+        return out;
+    }
+    out.outcome = out.rows.empty() ? CsvVerification::Outcome::Empty : CsvVerification::Outcome::Verified;
+    return out;
+}
+
+void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
+    Array* list = metersOf(document);
+    if (!list) return;
+    // Rows by meter, newest first; of rows with the same date the last in the file wins, as if each
+    // had been merged in turn.
+    std::vector<std::vector<const ImportRow*>> byMeter(list->size());
+    for (const ImportRow& r : rows)
+        if (r.meter >= 0 && r.meter < static_cast<int>(list->size()))
+            byMeter[static_cast<std::size_t>(r.meter)].push_back(&r);
+    const Key dateKey("date"), readingKey("reading");
+    for (std::size_t m = 0; m < byMeter.size(); ++m) {
+        std::vector<const ImportRow*>& incoming = byMeter[m];
+        if (incoming.empty()) continue;
+        std::stable_sort(incoming.begin(), incoming.end(),
+                         [](const ImportRow* a, const ImportRow* b) { return a->date > b->date; });
+        Value& meter = (*list)[m];
+        Value* readingsValue = meter.find("readings");
+        if (!readingsValue || !readingsValue->isArray())
+            readingsValue = &meter.set("readings", Value::emptyArray());
+        Array& existing = readingsValue->array();
+        auto dateOf = [&](const Value& r) {
+            const Value* d = r.find(dateKey);
+            return d && d->isDate() ? d->date().seconds : -INFINITY;
+        };
+        auto values = [](const ImportRow& r) {
+            return Value(Array{r.reading[0], r.reading[1], r.reading[2]});
+        };
+        Array merged;
+        merged.reserve(existing.size() + incoming.size());
+        std::size_t e = 0;
+        for (std::size_t k = 0; k < incoming.size(); ++k) {
+            // The last row of a run of equal dates is the one that stays.
+            if (k + 1 < incoming.size() && incoming[k + 1]->date == incoming[k]->date) continue;
+            const ImportRow& row = *incoming[k];
+            const double d = row.date.seconds;
+            while (e < existing.size() && dateOf(existing[e]) > d)
+                merged.push_back(std::move(existing[e++]));
+            if (e < existing.size() && dateOf(existing[e]) == d) {
+                // The last reading of that date takes the row's values.
+                while (e + 1 < existing.size() && dateOf(existing[e + 1]) == d)
+                    merged.push_back(std::move(existing[e++]));
+                Value& same = existing[e];
+                if (same.isDictionary()) {
+                    Value* old = same.find(readingKey);
+                    if (old && old->isArray() && old->array().size() >= 3) {
+                        for (int j = 0; j < 3; ++j)
+                            old->array()[static_cast<std::size_t>(j)] = Value(row.reading[j]);
+                    } else {
+                        same.set("reading", values(row));
+                    }
+                }
+                merged.push_back(std::move(existing[e++]));
+            } else {
+                merged.push_back(
+                    Value::makeDictionary({{"date", Value(row.date)}, {"reading", values(row)}}));
+            }
+        }
+        while (e < existing.size())
+            merged.push_back(std::move(existing[e++]));
+        existing = std::move(merged);
+    }
+}
+
+}  // namespace numbrel

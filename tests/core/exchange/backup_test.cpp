@@ -1,0 +1,145 @@
+#include "exchange/backup.h"
+
+#include <gtest/gtest.h>
+
+#include "plist/binary_plist.h"
+#include "plist/keyed_archive.h"
+#include "support/app_fixture.h"
+
+namespace numbrel {
+namespace {
+
+using test::at;
+
+class Backups : public test::AppFixture {
+protected:
+    std::string backupNow() {
+        NumbrelAppDelegate::Backup b = app_.localBackup(dir_.file("Documents"));
+        EXPECT_FALSE(b.error) << *b.error;
+        return test::readFile(dir_.file("Documents/" + b.name));
+    }
+    // An archive of a document with "hash" set to the description's hash plus offset.
+    static std::string withHash(Value doc, std::int64_t offset) {
+        doc.set("hash", static_cast<std::int64_t>(descriptionHash(doc)) + offset);
+        return writeKeyedArchive(doc);
+    }
+};
+
+TEST_F(Backups, MadeAndRestoredOnTheSameSystem) {
+    meter()
+        .find("readings")
+        ->array()
+        .push_back(Value::makeDictionary(
+            {{"date", at("2026-11-01T08:00:00Z")}, {"reading", Value(Array{12.5, 0.0, 0.0})}}));
+    std::string bytes = backupNow();
+    EXPECT_EQ(stringOf(app_.settings(), "filename"),
+              "nb20261122@120000.bak");              // local time, London in winter
+    EXPECT_FALSE(app_.settings().contains("hash"));  // only in the file
+    EXPECT_EQ(app_.md5(), app_.MD5StringOfSettings());
+
+    RestoreCheck check = checkBackup(bytes, integerOf(app_.settings(), "version"));
+    ASSERT_EQ(check.outcome, RestoreOutcome::Restored) << check.reason;
+    EXPECT_EQ(check.document, app_.settings());
+}
+
+TEST_F(Backups, TheHashDecidesBetweenGenuineOldAndCorrupt) {
+    const std::int64_t version = integerOf(app_.settings(), "version");
+    const Value& doc = app_.settings();
+    auto outcome = [&](const std::string& bytes) { return checkBackup(bytes, version).outcome; };
+    EXPECT_EQ(outcome(withHash(doc, 1)), RestoreOutcome::Restored);
+    EXPECT_EQ(outcome(withHash(doc, 1 + (std::int64_t{1} << 32))),
+              RestoreOutcome::Restored);                            // wraps at 2^32
+    EXPECT_EQ(outcome(withHash(doc, 0)), RestoreOutcome::Corrupt);  // a hash copied from its own text
+    EXPECT_EQ(outcome(withHash(doc, 2)), RestoreOutcome::Corrupt);
+    EXPECT_EQ(outcome(withHash(doc, -1)), RestoreOutcome::Restored);  // the distance, either way
+    EXPECT_EQ(outcome(withHash(doc, 3)), RestoreOutcome::OldBackup);
+    EXPECT_EQ(outcome(withHash(doc, 1000000)), RestoreOutcome::OldBackup);
+    Value partial = doc;
+    partial.erase("landscape");
+    EXPECT_EQ(outcome(withHash(partial, 3)), RestoreOutcome::Corrupt);  // not a whole document
+    // A newer version is refused before the hash is looked at.
+    Value newer = doc;
+    newer.set("version", version + 1);
+    EXPECT_EQ(outcome(withHash(newer, 0)), RestoreOutcome::TooNew);
+    Value noHash = doc;
+    EXPECT_EQ(outcome(writeKeyedArchive(noHash)), RestoreOutcome::Corrupt);
+    EXPECT_EQ(outcome("not a backup"), RestoreOutcome::Corrupt);
+    EXPECT_EQ(outcome(writeBinaryPlist(doc)), RestoreOutcome::Corrupt);  // a plain plist is no archive
+}
+
+// A hand-made archive: top-level keys around the given objects, root = object 1.
+std::string archive(Array objects, const char* archiver = "NSKeyedArchiver") {
+    return writeBinaryPlist(Value::makeDictionary({{"$archiver", archiver},
+                                                   {"$version", 100000},
+                                                   {"$top", Value::makeDictionary({{"root", Value::uid(1)}})},
+                                                   {"$objects", Value(std::move(objects))}}));
+}
+
+Value cls(const char* name) {
+    return Value::makeDictionary({{"$classname", name}, {"$classes", Value(Array{name, "NSObject"})}});
+}
+
+Value arrayOf(std::initializer_list<std::uint64_t> refs, std::uint64_t classRef) {
+    Array uids;
+    for (std::uint64_t r : refs)
+        uids.push_back(Value::uid(r));
+    return Value::makeDictionary({{"NS.objects", Value(std::move(uids))}, {"$class", Value::uid(classRef)}});
+}
+
+TEST(KeyedArchive, RefusesWhatNoArchiverWrites) {
+    auto error = [](const std::string& bytes) { return readKeyedArchive(bytes).error; };
+    EXPECT_EQ(error(archive({"$null", arrayOf({2}, 3), "x", cls("NSArray")})), "");
+    EXPECT_NE(error(archive({"$null", arrayOf({2}, 3), "x", cls("NSArray")}, "Other")), "");
+    EXPECT_NE(error(archive({"$null", arrayOf({9}, 2), cls("NSArray")})), "");     // dangling
+    EXPECT_NE(error(archive({"$null", arrayOf({1}, 2), cls("NSArray")})), "");     // itself
+    EXPECT_NE(error(archive({"$null", arrayOf({0}, 2), cls("NSArray")})), "");     // $null
+    EXPECT_NE(error(archive({"$null", arrayOf({2}, 3), "x", cls("NSURL")})), "");  // a class never written
+    EXPECT_NE(error(archive({"$null", arrayOf({2}, 2), cls("NSArray")})), "");     // a class as a value
+    EXPECT_NE(error(archive({"$null", arrayOf({2}, 9), "x"})), "");                // no class
+    Value badDictionary = Value::makeDictionary({{"NS.keys", Value(Array{Value::uid(3)})},
+                                                 {"NS.objects", Value::emptyArray()},
+                                                 {"$class", Value::uid(2)}});
+    EXPECT_NE(error(archive({"$null", badDictionary, cls("NSDictionary"), "k"})), "");
+
+    // Nesting deeper than 512 arrays.
+    Array deep{"$null"};
+    for (std::uint64_t i = 1; i <= 600; ++i)
+        deep.push_back(arrayOf({i + 1}, 602));
+    deep.push_back("leaf");
+    deep.push_back(cls("NSArray"));
+    EXPECT_NE(error(archive(deep)), "");
+
+    // Sixty arrays each holding the next one twice: 2^60 values once unfolded. Refused at once.
+    Array shared{"$null"};
+    for (std::uint64_t i = 1; i <= 60; ++i)
+        shared.push_back(arrayOf({i + 1, i + 1}, 62));
+    shared.push_back("leaf");
+    shared.push_back(cls("NSArray"));
+    EXPECT_NE(error(archive(shared)), "");
+}
+
+TEST(BackupNames, ListingAndRetention) {
+    EXPECT_TRUE(isBackupName("nb20140305@071502.bak"));
+    for (const char* bad : {"nb20140305@071502.BAK", "nb2014030@0715020.bak", "xb20140305@071502.bak",
+                            "nb20140305@071502.bak.csv", "nb2014030a@071502.bak"})
+        EXPECT_FALSE(isBackupName(bad)) << bad;
+
+    EXPECT_EQ(listBackups({"nb20240101@000000.bak", "readings.csv", "NB20250101@000000.bak"},
+                          {"nb20260101@000000.bak", "readings.csv"}),
+              (std::vector<std::string>{"readings.csv", "nb20260101@000000.bak", "NB20250101@000000.bak",
+                                        "nb20240101@000000.bak"}));
+
+    std::vector<std::string> cloud{"nb20260104@000000.bak", "nb20260101@000000.bak", "notes.txt",
+                                   "nb20260103@000000.bak", "nb20260102@000000.bak"};
+    std::vector<std::string> local{"nb20260104@000000.bak", "nb20251201@000000.bak", "mine.csv",
+                                   "nb20260102@000000.bak"};
+    Retention r = retention(cloud, local);
+    EXPECT_EQ(r.deleteFromCloud, (std::vector<std::string>{"nb20260101@000000.bak"}));
+    EXPECT_EQ(r.deleteLocally, (std::vector<std::string>{"nb20251201@000000.bak"}));
+    // Fewer than three in the cloud: nothing goes anywhere.
+    r = retention({"nb20260104@000000.bak", "nb20260103@000000.bak"}, local);
+    EXPECT_TRUE(r.deleteFromCloud.empty() && r.deleteLocally.empty());
+}
+
+}  // namespace
+}  // namespace numbrel
