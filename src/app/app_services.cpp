@@ -4,11 +4,13 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QUrl>
 
+#include "exchange/backup_view_controller.h"
 #include "main/meters_view_controller.h"
 #include "main/selection_view_controller.h"
 #include "plist/date_text.h"
@@ -91,6 +93,25 @@ void QmlNavigator::present(const Alert& alert) {
 
 void QmlNavigator::openUrl(const std::string& url) {
     QDesktopServices::openUrl(QUrl(qs(url)));
+}
+
+// The desktop's mail client, through xdg-email, stands in for the mail composer.
+bool QmlNavigator::canSendMail() const {
+    // xdg-email needs a mail client that handles mailto: links; asked once per run.
+    static const bool mailer = [] {
+        if (QStandardPaths::findExecutable("xdg-email").isEmpty()) return false;
+        QProcess query;
+        query.start("xdg-mime", {"query", "default", "x-scheme-handler/mailto"});
+        return query.waitForFinished(2000) && !query.readAllStandardOutput().trimmed().isEmpty();
+    }();
+    return mailer;
+}
+
+void QmlNavigator::composeMail(const Mail& mail) {
+    QStringList args{"--subject",   qs(mail.subject), "--body",
+                     qs(mail.body), "--attach",       qs(mail.attachmentPath)};
+    if (!mail.to.empty()) args << qs(mail.to);
+    QProcess::startDetached(QStandardPaths::findExecutable("xdg-email"), args);
 }
 
 Services::Services(NumbrelAppDelegate& app, std::string documentsDir, QObject* parent)
@@ -281,6 +302,7 @@ void Services::answerAlert(int tag, int button) {
         emit tariffChanged();
         return;
     }
+    if (tag == RootViewController::kSettingsSheetTag && button == 0) openBackups();
     if (tag == RootViewController::kReviewTag) root_.answerReview(button);
 }
 
@@ -420,6 +442,37 @@ void Services::screenDeleteRow(int section, int row) {
     screens_.back()->commitDelete(section, row);
     touch();
     emit screenChanged();
+}
+
+void Services::openBackups() {
+    auto screen = std::make_unique<BackupViewController>(app_, navigator_, documentsDir_);
+    screen->setAddFileHook([this] { emit addFileRequested(); });
+    // A restore replaces the document and an import adds readings: the main screen starts again.
+    screen->setChangedHook([this] {
+        root_.pageAction(std::clamp<int>(root_.meterIndex(), 0, std::max(0, root_.numberOfPages() - 1)));
+        touch();
+        saveSoon();
+    });
+    navigator_.push(std::move(screen));
+}
+
+bool Services::screenTakesFiles() const {
+    return !screens_.empty() && dynamic_cast<BackupViewController*>(screens_.back().get());
+}
+
+bool Services::addFile(const QUrl& file) {
+    QString from = file.isLocalFile() ? file.toLocalFile() : file.toString();
+    QFileInfo info(from);
+    if (!info.isFile()) return false;
+    QDir().mkpath(qs(documentsDir_));
+    QString to = qs(documentsDir_) + "/" + info.fileName();
+    if (QFileInfo(to).canonicalFilePath() == info.canonicalFilePath()) return true;
+    QFile::remove(to);  // a file of the same name is replaced, as a transfer would replace it
+    bool ok = QFile::copy(from, to);
+    for (auto& screen : screens_)
+        if (auto* backups = dynamic_cast<BackupViewController*>(screen.get())) backups->refresh();
+    emit screenChanged();
+    return ok;
 }
 
 void Services::openThemes() {
@@ -620,7 +673,7 @@ void Services::readingsExport(bool all) {
     // With a desktop mail client, a new mail with the file attached, as the export is meant to be
     // sent; without one, the file goes where the user chooses.
     QString mailer = QStandardPaths::findExecutable("xdg-email");
-    if (mailer.isEmpty()) {
+    if (!navigator_.canSendMail()) {
         emit exportSaveRequested(all, qs(file.name));
         return;
     }

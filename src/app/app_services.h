@@ -39,6 +39,8 @@ public:
     void present(const Alert& alert) override;
     void dismiss() override { emit dismissRequested(); }
     void openUrl(const std::string& url) override;
+    bool canSendMail() const override;
+    void composeMail(const Mail& mail) override;
 signals:
     void alertRequested(QVariantMap alert);
     void dismissRequested();
@@ -83,6 +85,7 @@ class Services : public QObject {
     Q_PROPERTY(bool screenCanEdit READ screenCanEdit NOTIFY screenChanged)
     Q_PROPERTY(bool screenEditing READ screenEditing NOTIFY screenChanged)
     Q_PROPERTY(bool black READ black NOTIFY changed)
+    Q_PROPERTY(bool screenTakesFiles READ screenTakesFiles NOTIFY screenChanged)
     Q_PROPERTY(QVariantList tariffSections READ tariffSections NOTIFY tariffChanged)
 
 public:
@@ -165,6 +168,10 @@ public:
     Q_INVOKABLE void screenSetEditing(bool on);
     Q_INVOKABLE void screenDeleteRow(int section, int row);
     Q_INVOKABLE void openThemes();
+    Q_INVOKABLE void openBackups();
+    // Copies a file into the Documents folder ("Add File…", or a file dropped on the window).
+    Q_INVOKABLE bool addFile(const QUrl& file);
+    bool screenTakesFiles() const;
     bool screenCanDelete() const;
     bool screenCanEdit() const;
     bool screenEditing() const;
@@ -210,6 +217,7 @@ signals:
     void screenClosed();
     void tariffOpened();
     void editRequested(QVariantMap edit);
+    void addFileRequested();
 
 private:
     void touch();

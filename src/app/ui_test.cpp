@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "app_services.h"
+#include "exchange/backup_view_controller.h"
 #include "store/document.h"
 
 namespace numbrel::app {
@@ -51,6 +52,7 @@ std::string readingsRow(Services& services) {
 }
 
 bool typeAConversionFactor(QQuickWindow& window, Services& services);
+bool backUpAndRestore(Services& services);
 
 bool run(QQuickWindow& window, Services& services) {
     if (readingsRow(services) != "None") return fail("a fresh store should show no readings");
@@ -121,6 +123,34 @@ bool typeAConversionFactor(QQuickWindow& window, Services& services) {
     const Value& meter = (*metersOf(services.delegate().settings()))[0];
     if (!waitFor([&] { return realOf(meter, "factor") == 5.2; })) return fail("Enter did not save 5.2");
     std::cout << "ui test: typed a conversion factor of 5.2 into the number editor\n";
+    return backUpAndRestore(services);
+}
+
+// "Backup Now", a change, then "Restore Backup" from the file menu brings the document back and
+// closes the backups screen.
+bool backUpAndRestore(Services& services) {
+    services.openBackups();
+    if (!services.screenTakesFiles()) return fail("the backups screen did not open");
+    services.screenSelect(1, 0);  // "Backup Now"
+    QVariantList sections = services.screenSections();
+    QVariantList files = sections.value(2).toMap().value("rows").toList();
+    if (files.isEmpty()) return fail("Backup Now listed no file");
+    Value before = services.delegate().settings();
+    Value& meter = (*metersOf(services.delegate().settings()))[0];
+    meter.set("name", "Changed after the backup");
+    QVariantMap menu;
+    auto* nav = qobject_cast<QmlNavigator*>(services.navigator());
+    QMetaObject::Connection seen =
+        QObject::connect(nav, &QmlNavigator::alertRequested, [&](const QVariantMap& a) { menu = a; });
+    services.screenSelect(2, 0);
+    QObject::disconnect(seen);
+    int restore = static_cast<int>(menu.value("buttons").toStringList().indexOf("Restore Backup"));
+    if (restore < 0) return fail("the file menu of a backup offers no \"Restore Backup\"");
+    services.answerAlert(BackupViewController::kFileMenuTag, restore);
+    if (services.screenTakesFiles()) return fail("the backups screen stayed open after a restore");
+    if (services.delegate().settings() != before) return fail("the restore did not bring the backup back");
+    std::cout << "ui test: backed up, changed a meter, restored "
+              << files.value(0).toMap().value("label").toString().toStdString() << "\n";
     return true;
 }
 

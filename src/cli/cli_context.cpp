@@ -151,6 +151,7 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     addGraphCommands(commands);
     addReadingsCommands(commands);
     addMeterCommands(commands);
+    addBackupCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;

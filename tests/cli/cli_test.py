@@ -204,6 +204,40 @@ class Cli(unittest.TestCase):
         self.assertEqual(len(json.loads(self.run_cli("meters", "--json").stdout)), 2)
         self.run_cli("meter", "frobnicate", expect=1)
 
+    def test_backup_restore_and_import(self):
+        name = self.run_cli("backup").stdout.strip()
+        self.assertEqual(name, "nb20261122@120000.bak")
+        listing = json.loads(self.run_cli("backups", "--json").stdout)
+        self.assertEqual(listing["latest"], "Latest Backup: 22/11/2026")
+        files = {f["name"]: f["backup"] for f in listing["files"]}
+        self.assertEqual((files[name], files["preferences.plist"]), (True, False))
+        # The archive resolves with any plist reader.
+        top = plistlib.load(open(os.path.join(self.tmp.name, name), "rb"))
+        self.assertEqual((top["$archiver"], top["$objects"][0]), ("NSKeyedArchiver", "$null"))
+
+        csv = os.path.join(self.tmp.name, "gas.csv")
+        with open(csv, "w") as f:
+            f.write("Meter,Date,Reading 1,Reading 2,Reading 3\nGas,02/11/2026 09:30,1300,0,0\n")
+        self.assertEqual(self.run_cli("import", "gas.csv").stdout, "CSV File Verified: 1 reading\n")
+        self.assertIn("2 readings", self.run_cli("status").stdout.splitlines()[3])  # not imported yet
+        out = self.run_cli("import", csv, "--yes").stdout
+        self.assertEqual(out, "CSV File Verified: 1 reading\nReadings Imported\n")
+        self.assertIn("Gas (Gas): 3 readings", self.run_cli("status").stdout)
+
+        out = self.run_cli("restore", name).stdout
+        self.assertEqual(out, "Backup Restored\n")
+        self.assertIn("Gas (Gas): 2 readings", self.run_cli("status").stdout)
+
+        with open(csv, "w") as f:
+            f.write("Gas,02/11/2026 09:30,1300,0\n")
+        self.assertEqual(self.run_cli("import", csv, "--yes", expect=2).stdout,
+                         "CSV File Corrupt: Row 1, incorrect column count (should be 5)\n")
+        with open(os.path.join(self.tmp.name, "odd.bak"), "wb") as f:
+            f.write(b"bplist00 not really")
+        self.assertTrue(self.run_cli("restore", "odd.bak", expect=2).stdout.startswith("Backup Corrupt: "))
+        self.run_cli("restore", "missing.bak", expect=2)
+        self.run_cli("import", expect=1)
+
     def test_help(self):
         result = subprocess.run([CLI, "--help"], capture_output=True, text=True)
         self.assertEqual(result.returncode, 0)

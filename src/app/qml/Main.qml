@@ -40,6 +40,8 @@ ApplicationWindow {
         if (what === "stepped" || what === "monthly") { openMeters(); App.openTariff(0); stack.push(tariffPage); if (what === "monthly") { App.tariffFlip(30, true); App.tariffFlip(31, false) } }
         if (what === "units") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(1, 0); App.screenSetEditing(true) }
         if (what === "themes") App.openThemes()
+        if (what === "backups") App.openBackups()
+        if (what === "filemenu") { App.openBackups(); App.screenSelect(2, 0) }
         if (what === "date") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.answerAlert(40, 1); App.tariffSelect(5, 0); App.screenSelect(0, 0) }
         if (what === "postcode") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 4) }
         if (what === "notes") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 6) }
@@ -62,6 +64,9 @@ ApplicationWindow {
         stack.pop()
         alertDialog.show(App.settingsSheet())
         alertDialog.close()
+        App.openBackups()
+        App.screenPop()
+        stack.pop()
     }
 
     // Each page says what its bar shows: pageTitle, leftText/rightText and leftAction()/rightAction().

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import QtQuick.Dialogs
 import Numbrel
 
 // Any table screen a model pushes (the choosers): its sections as the model describes them.
@@ -14,6 +15,28 @@ Page {
     function rightAction() {
         if (App.screenCanDelete) App.screenDelete()
         else App.screenSetEditing(!App.screenEditing)
+    }
+
+    // The backups screen takes files from elsewhere: "Add File…" or a file dropped on the page.
+    FileDialog {
+        id: addDialog
+        title: qsTr("Add File")
+        fileMode: FileDialog.OpenFiles
+        nameFilters: [qsTr("Backups and CSV files (*.bak *.csv *.BAK *.CSV)"), qsTr("All files (*)")]
+        onAccepted: { for (const f of selectedFiles) App.addFile(f) }
+    }
+    Connections {
+        target: App
+        function onAddFileRequested() { addDialog.open() }
+    }
+    DropArea {
+        anchors.fill: parent
+        enabled: App.screenTakesFiles
+        onEntered: (drag) => drag.accept(Qt.CopyAction)
+        onDropped: (drop) => {
+            for (const url of drop.urls) App.addFile(url)
+            drop.accept(Qt.CopyAction)
+        }
     }
 
     Flickable {

@@ -12,6 +12,8 @@ ColumnLayout {
     signal segmentChosen(int tag, int index)
     signal rowDeleted(int row)
     spacing: 0
+    // A section without rows, header or footer takes no room.
+    visible: model.rows.length > 0 || model.header !== "" || model.footer !== ""
 
     Label {
         visible: section.model.header !== ""

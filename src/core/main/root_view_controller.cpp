@@ -263,7 +263,7 @@ Alert RootViewController::settingsSheet(const std::string& documentsDir) const {
     sheet.tag = kSettingsSheetTag;
     sheet.actionSheet = true;
     sheet.title = latestBackupLine(documentsDir, app_.environment());
-    sheet.buttons = {tr("Cancel")};
+    sheet.buttons = {tr("Backups"), tr("Cancel")};
     return sheet;
 }
 

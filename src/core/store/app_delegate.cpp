@@ -62,6 +62,8 @@ void NumbrelAppDelegate::setSettings(Value document) {
         document.set("review", kDistantFuture);
     settings_ = std::make_shared<Value>(std::move(document));
     validate(true);
+    store_.registerDefaults(settings_);
+    if (hooks_.buildMainScreen) hooks_.buildMainScreen();
 }
 
 void NumbrelAppDelegate::validate(bool replaced) {

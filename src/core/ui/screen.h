@@ -63,10 +63,22 @@ struct ValueEdit {
     bool required = false;       // Save only while the text is not empty
 };
 
+// A mail to hand to the mail composer: recipient (may be empty), subject, plain-text body and one file
+// attached whole under its own name.
+struct Mail {
+    std::string to;
+    std::string subject;
+    std::string body;
+    std::string attachmentPath;
+};
+
 // What a screen asks of whoever shows it.
 class Navigator {
 public:
     virtual ~Navigator() = default;
+    // The mail composer, where the platform has one.
+    virtual bool canSendMail() const { return false; }
+    virtual void composeMail(const Mail& /*mail*/) {}
     virtual void push(std::unique_ptr<Screen> screen) = 0;
     virtual void pop() = 0;
     virtual void present(const Alert& alert) = 0;

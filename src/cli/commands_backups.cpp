@@ -1,0 +1,122 @@
+// Commands over backup and CSV files in the Documents folder: backup, backups, restore, import. They
+// run the backups screen's own flows and print the alerts it would show.
+#include <filesystem>
+
+#include "cli_context.h"
+#include "exchange/backup.h"
+#include "exchange/backup_view_controller.h"
+#include "main/root_view_controller.h"
+
+namespace numbrel::cli {
+
+namespace {
+
+// Records what the backups screen shows, so that the command can print and answer it.
+class RecordingNavigator : public Navigator {
+public:
+    void push(std::unique_ptr<Screen>) override {}
+    void pop() override { closed = true; }
+    void present(const Alert& alert) override { alerts.push_back(alert); }
+    void dismiss() override {}
+    void openUrl(const std::string&) override {}
+
+    std::vector<Alert> alerts;
+    bool closed = false;
+};
+
+void print(Context& ctx, const Alert& a) {
+    ctx.out() << a.title << (a.message.empty() ? "" : ": " + a.message) << "\n";
+}
+
+// FILE as given, or the name of a file in the Documents folder.
+std::string fileArgument(Context& ctx, const std::string& argument) {
+    std::error_code ec;
+    if (std::filesystem::is_regular_file(argument, ec)) return argument;
+    std::string inDocuments = ctx.options().documentsPath + "/" + argument;
+    if (argument.find('/') == std::string::npos && std::filesystem::is_regular_file(inDocuments, ec))
+        return inDocuments;
+    throw InputError("no such file: " + argument);
+}
+
+std::string onlyFile(Context& ctx, Args& args, const char* command) {
+    std::vector<std::string> rest = args.positionals();
+    if (rest.size() != 1) throw UsageError(std::string(command) + " needs one FILE");
+    return fileArgument(ctx, rest[0]);
+}
+
+void backup(Context& ctx, Args& args) {
+    args.positionals();
+    NumbrelAppDelegate::Backup b = ctx.delegate().localBackup(ctx.options().documentsPath);
+    if (b.error) throw InputError("the backup could not be written: " + *b.error);
+    ctx.out() << b.name << "\n";
+    ctx.markChanged();  // "filename" is kept in the document
+}
+
+void backups(Context& ctx, Args& args) {
+    if (!args.flag("--json")) throw UsageError("backups writes JSON only: add --json");
+    args.positionals();
+    const std::string& dir = ctx.options().documentsPath;
+    auto files = nlohmann::ordered_json::array();
+    for (const std::string& name : listBackups(filesIn(dir), {})) {
+        std::error_code ec;
+        auto size = std::filesystem::file_size(dir + "/" + name, ec);
+        files.push_back({{"name", name}, {"bytes", ec ? 0 : size}, {"backup", isBackupName(name)}});
+    }
+    nlohmann::ordered_json out{{"directory", dir},
+                               {"latest", latestBackupLine(dir, ctx.delegate().environment())},
+                               {"files", files}};
+    ctx.out() << out.dump(2) << "\n";
+}
+
+void restore(Context& ctx, Args& args) {
+    bool install = args.flag("--install");
+    std::string path = onlyFile(ctx, args, "restore");
+    RecordingNavigator nav;
+    BackupViewController screen(ctx.delegate(), nav, ctx.options().documentsPath);
+    screen.restoreBackup(path);
+    print(ctx, nav.alerts.back());
+    if (nav.alerts.back().title == "Old Backup?" && install) {
+        screen.answerAlert(BackupViewController::kRestoreTag, 1);
+        ctx.out() << "Installed\n";
+    }
+    if (!nav.closed) throw InputError("the document is unchanged");
+    ctx.markChanged();
+}
+
+void import(Context& ctx, Args& args) {
+    bool yes = args.flag("--yes");
+    std::string path = onlyFile(ctx, args, "import");
+    RecordingNavigator nav;
+    BackupViewController screen(ctx.delegate(), nav, ctx.options().documentsPath);
+    screen.importCSV(path);
+    const Alert verdict = nav.alerts.back();
+    print(ctx, verdict);
+    if (verdict.title != "CSV File Verified") throw InputError("nothing was imported");
+    if (!yes) return;
+    screen.answerAlert(BackupViewController::kImportTag, 1);
+    print(ctx, nav.alerts.back());
+    ctx.markChanged();
+}
+
+}  // namespace
+
+void addBackupCommands(std::vector<Command>& commands) {
+    commands.push_back(
+        {"backup", "backup",
+         "Writes a backup of the whole document into the Documents folder and prints its name.", backup});
+    commands.push_back({"backups", "backups --json",
+                        "Lists the files of the Documents folder, newest first, with the latest-backup line.",
+                        backups});
+    commands.push_back(
+        {"restore", "restore FILE [--install]",
+         "Checks a backup file (a path, or a name in the Documents folder) and replaces the document with "
+         "it, printing the alert the app shows. --install answers \"Install\" to \"Old Backup?\".",
+         restore});
+    commands.push_back(
+        {"import", "import FILE [--yes]",
+         "Verifies a CSV file of readings (meter name, date, reading 1 to 3) and prints the verdict. --yes "
+         "imports the readings and saves.",
+         import});
+}
+
+}  // namespace numbrel::cli

@@ -1,0 +1,70 @@
+// The backups screen: "Backup Now", the files of the Documents folder with the file menu (restore a
+// backup, import a CSV file, send a file by mail), deleting files, and the restore and import flows
+// with their questions.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "exchange/csv_import.h"
+#include "plist/value.h"
+#include "ui/screen.h"
+
+namespace numbrel {
+
+class NumbrelAppDelegate;
+
+class BackupViewController : public Screen {
+public:
+    BackupViewController(NumbrelAppDelegate& app, Navigator& navigator, std::string directory);
+
+    std::string title() const override;
+    std::vector<Section> sections() const override;
+    void selectRow(int section, int row) override;
+    void answerAlert(int tag, int button) override;
+    bool canEdit() const override { return true; }
+    bool isEditing() const override { return editing_; }
+    void setEditing(bool on) override { editing_ = on; }
+    void commitDelete(int section, int row) override;
+
+    // Re-reads the folder.
+    void refresh();
+    const std::vector<std::string>& backups() const { return backups_; }
+
+    // "Backup Now": a backup in the Documents folder, then the list again.
+    void backupAction();
+    // The integrity checks of a file and, when it passes, the document replaced (or the question).
+    void restoreBackup(const std::string& path);
+    // Verifies a CSV file and asks whether to import what it holds.
+    void importCSV(const std::string& path);
+
+    // A desktop's way of bringing a file into the folder ("Add File…"), where the platform has one.
+    void setAddFileHook(std::function<void()> hook) { addFileHook_ = std::move(hook); }
+    // Told when the document has been replaced by a restore or grown by an import.
+    void setChangedHook(std::function<void()> hook) { changedHook_ = std::move(hook); }
+
+    static constexpr int kFileMenuTag = 50;
+    static constexpr int kRestoreTag = 51;
+    static constexpr int kImportTag = 52;
+    static constexpr int kWarningTag = 53;
+
+private:
+    std::string pathOf(const std::string& name) const { return directory_ + "/" + name; }
+    void warn(const std::string& message);
+    void changed();
+
+    NumbrelAppDelegate& app_;
+    Navigator& navigator_;
+    std::string directory_;
+    std::vector<std::string> backups_;
+    bool editing_ = false;
+    std::string menuFile_;             // the file the menu is open for
+    std::vector<std::string> menu_;    // its entries, in order
+    std::optional<Value> heldBackup_;  // waiting for the answer to "Old Backup?"
+    std::vector<ImportRow> heldRows_;  // waiting for "Import"
+    std::function<void()> addFileHook_, changedHook_;
+};
+
+}  // namespace numbrel

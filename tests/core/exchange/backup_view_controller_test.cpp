@@ -1,0 +1,149 @@
+#include "exchange/backup_view_controller.h"
+
+#include <gtest/gtest.h>
+
+#include "exchange/backup.h"
+#include "plist/keyed_archive.h"
+#include "support/app_fixture.h"
+#include "support/fake_navigator.h"
+
+namespace numbrel {
+namespace {
+
+using test::at;
+
+class BackupsScreen : public test::AppFixture {
+protected:
+    BackupsScreen() { std::filesystem::create_directories(docs_); }
+    std::vector<std::string> fileRows(BackupViewController& screen) {
+        std::vector<std::string> out;
+        std::vector<Section> s = screen.sections();
+        for (const Row& r : s[2].rows)
+            out.push_back(r.label);
+        return out;
+    }
+    // Opens the file menu of a listed file and chooses an entry by its text.
+    void choose(BackupViewController& screen, const std::string& file, const std::string& entry) {
+        const auto& names = screen.backups();
+        auto at = std::find(names.begin(), names.end(), file);
+        ASSERT_NE(at, names.end()) << file;
+        screen.selectRow(2, static_cast<int>(at - names.begin()));
+        ASSERT_FALSE(nav_.alerts.empty());
+        const Alert menu = nav_.alerts.back();
+        ASSERT_EQ(menu.tag, BackupViewController::kFileMenuTag);
+        ASSERT_EQ(menu.title, file);
+        auto button = std::find(menu.buttons.begin(), menu.buttons.end(), entry);
+        ASSERT_NE(button, menu.buttons.end()) << entry;
+        screen.answerAlert(menu.tag, static_cast<int>(button - menu.buttons.begin()));
+    }
+    void addReading(int m, const char* when, double value) {
+        meter(m)
+            .find("readings")
+            ->array()
+            .insert(meter(m).find("readings")->array().begin(),
+                    Value::makeDictionary({{"date", at(when)}, {"reading", Value(Array{value, 0.0, 0.0})}}));
+    }
+
+    std::string docs_ = dir_.file("Documents");
+    test::FakeNavigator nav_;
+};
+
+TEST_F(BackupsScreen, BackupNowThenRestoreIt) {
+    BackupViewController screen(app_, nav_, docs_);
+    EXPECT_EQ(screen.sections()[1].footer, "Import a backup file or Backup Now");
+    addReading(0, "2026-11-01T08:00:00Z", 100);
+    screen.selectRow(1, 0);  // "Backup Now"
+    EXPECT_EQ(fileRows(screen), (std::vector<std::string>{"nb20261122@120000.bak"}));
+    EXPECT_EQ(screen.sections()[2].footer, "Select a file or swipe to delete");
+    Value backedUp = app_.settings();
+
+    addReading(0, "2026-11-20T08:00:00Z", 150);  // made after the backup: lost by the restore
+    int rebuilt = 0;
+    screen.setChangedHook([&] { ++rebuilt; });
+    choose(screen, "nb20261122@120000.bak", "Restore Backup");
+    EXPECT_EQ(nav_.alerts.back().title, "Backup Restored");
+    EXPECT_EQ(nav_.alerts.back().dismissAfterSeconds, 1.5);
+    EXPECT_EQ(nav_.pops, 1);
+    EXPECT_EQ(rebuilt, 1);
+    EXPECT_EQ(app_.settings(), backedUp);
+    EXPECT_EQ(arrayOf(meter(0), "readings")->size(), 1u);
+}
+
+TEST_F(BackupsScreen, OldBackupAsksAndCorruptRefuses) {
+    Value other = app_.settings();
+    meter(0).set("name", "Before");
+    Value old = other;
+    old.set("hash", static_cast<std::int64_t>(descriptionHash(other)) + 7);  // hashed elsewhere
+    test::writeFile(docs_ + "/nb20200101@000000.bak", writeKeyedArchive(old));
+    test::writeFile(docs_ + "/nb20200102@000000.bak", "garbage");
+    BackupViewController screen(app_, nav_, docs_);
+
+    choose(screen, "nb20200102@000000.bak", "Restore Backup");
+    EXPECT_EQ(nav_.alerts.back().title, "Backup Corrupt");
+    EXPECT_EQ(nav_.alerts.back().buttons, (std::vector<std::string>{"Cancel"}));
+
+    choose(screen, "nb20200101@000000.bak", "Restore Backup");
+    ASSERT_EQ(nav_.alerts.back().title, "Old Backup?");
+    screen.answerAlert(BackupViewController::kRestoreTag, 0);  // Cancel: nothing changes
+    EXPECT_EQ(stringOf(meter(0), "name"), "Before");
+    choose(screen, "nb20200101@000000.bak", "Restore Backup");
+    screen.answerAlert(BackupViewController::kRestoreTag, 1);  // Install
+    EXPECT_EQ(stringOf(meter(0), "name"), stringOf((*metersOf(other))[0], "name"));
+    EXPECT_EQ(nav_.pops, 1);
+    EXPECT_EQ(nav_.alerts.back().title, "Old Backup?");  // no further message
+}
+
+TEST_F(BackupsScreen, FileMenuByExtensionAndDeleting) {
+    for (const char* name : {"readings.CSV", "notes.txt", "nb20261101@080000.bak"})
+        test::writeFile(docs_ + "/" + name, "x");
+    nav_.mailer = true;
+    app_.settings().set("email", "me@example.org");
+    BackupViewController screen(app_, nav_, docs_);
+    EXPECT_EQ(fileRows(screen),
+              (std::vector<std::string>{"readings.CSV", "notes.txt", "nb20261101@080000.bak"}));
+    screen.selectRow(2, 1);
+    EXPECT_EQ(nav_.alerts.back().buttons,
+              (std::vector<std::string>{"Export by Email", "Import CSV File", "Restore Backup", "Cancel"}));
+    EXPECT_TRUE(nav_.alerts.back().actionSheet);
+    screen.selectRow(2, 0);
+    EXPECT_EQ(nav_.alerts.back().buttons,
+              (std::vector<std::string>{"Export by Email", "Import CSV File", "Cancel"}));
+    choose(screen, "nb20261101@080000.bak", "Export by Email");
+    ASSERT_EQ(nav_.mails.size(), 1u);
+    EXPECT_EQ(nav_.mails[0].to, "me@example.org");
+    EXPECT_EQ(nav_.mails[0].subject, "Numbrel Backup");
+    EXPECT_EQ(nav_.mails[0].attachmentPath, docs_ + "/nb20261101@080000.bak");
+
+    EXPECT_FALSE(screen.sections()[2].rows[1].deletable);  // the Delete buttons show while editing
+    screen.setEditing(true);
+    EXPECT_TRUE(screen.sections()[2].rows[1].deletable);
+    screen.commitDelete(2, 1);
+    EXPECT_EQ(fileRows(screen), (std::vector<std::string>{"readings.CSV", "nb20261101@080000.bak"}));
+    EXPECT_FALSE(std::filesystem::exists(docs_ + "/notes.txt"));
+}
+
+TEST_F(BackupsScreen, ImportOnlyWhenConfirmed) {
+    test::writeFile(docs_ + "/gas.csv",
+                    "Meter,Date,R1,R2,R3\nGas,05/03/2024 08:15,100,0,0\nGas,06/03/2024 08:15,110,0,0\n");
+    test::writeFile(docs_ + "/bad.csv", "Gas,05/03/2024 08:15,100,0,0\nWind,06/03/2024 08:15,110,0,0\n");
+    BackupViewController screen(app_, nav_, docs_);
+    choose(screen, "bad.csv", "Import CSV File");
+    EXPECT_EQ(nav_.alerts.back().title, "CSV File Corrupt");
+    EXPECT_EQ(nav_.alerts.back().message, "Row 2, meter not found");
+    screen.answerAlert(BackupViewController::kImportTag, 0);
+    EXPECT_TRUE(arrayOf(meter(1), "readings")->empty());
+
+    choose(screen, "gas.csv", "Import CSV File");
+    EXPECT_EQ(nav_.alerts.back().message, "2 readings");
+    screen.answerAlert(BackupViewController::kImportTag, 0);  // Cancel
+    EXPECT_TRUE(arrayOf(meter(1), "readings")->empty());
+    choose(screen, "gas.csv", "Import CSV File");
+    screen.answerAlert(BackupViewController::kImportTag, 1);  // Import
+    EXPECT_EQ(nav_.alerts.back().title, "Readings Imported");
+    EXPECT_EQ(arrayOf(meter(1), "readings")->size(), 2u);
+    screen.answerAlert(BackupViewController::kImportTag, 1);  // a second answer imports nothing more
+    EXPECT_EQ(arrayOf(meter(1), "readings")->size(), 2u);
+}
+
+}  // namespace
+}  // namespace numbrel
