@@ -1,8 +1,10 @@
 #include "exchange/csv_import.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <unordered_map>
 
 #include <unicode/basictz.h>
@@ -21,6 +23,14 @@ namespace {
 bool validUtf8(std::string_view s) {
     std::size_t i = 0;
     while (i < s.size()) {
+        // Runs of ASCII, eight bytes at a time.
+        while (i + 8 <= s.size()) {
+            std::uint64_t word;
+            std::memcpy(&word, s.data() + i, 8);
+            if (word & 0x8080808080808080ull) break;
+            i += 8;
+        }
+        if (i >= s.size()) break;
         auto c = static_cast<unsigned char>(s[i]);
         std::size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
         if (n == 0 || (n == 2 && c < 0xC2) || i + n > s.size()) return false;
@@ -50,8 +60,17 @@ std::size_t lineEndAt(std::string_view t, std::size_t i) {
     return 0;
 }
 
+// Bytes that may begin a comma, a quote or a line end; the rest of the text is skipped in one pass.
+constexpr auto kMaybeSpecial = [] {
+    std::array<bool, 256> table{};
+    for (unsigned char c : {',', '"', '\x0A', '\x0B', '\x0C', '\x0D', '\xC2', '\xE2'})
+        table[c] = true;
+    return table;
+}();
+
 bool special(std::string_view t, std::size_t i) {
-    return t[i] == ',' || t[i] == '"' || lineEndAt(t, i) != 0;
+    return kMaybeSpecial[static_cast<unsigned char>(t[i])] &&
+           (t[i] == ',' || t[i] == '"' || lineEndAt(t, i) != 0);
 }
 
 // A field under construction: a slice of the text while its pieces lie side by side there (almost
@@ -74,8 +93,10 @@ public:
     }
     std::size_t size() const { return copied_ ? copy_.size() : end_ - begin_; }
     bool empty() const { return size() == 0; }
-    std::string take() {
-        std::string out = copied_ ? std::move(copy_) : std::string(text_.substr(begin_, end_ - begin_));
+    // The field's text, kept in owned when it is a copy, until owned is cleared.
+    std::string_view take(std::deque<std::string>& owned) {
+        std::string_view out = text_.substr(begin_, end_ - begin_);
+        if (copied_) out = owned.emplace_back(std::move(copy_));
         reset();
         return out;
     }
@@ -151,7 +172,7 @@ int daysInMonth(int year, int month) {
 
 }  // namespace
 
-std::optional<std::string> decodeCsvText(std::string_view bytes) {
+std::optional<std::string_view> decodeCsvText(std::string_view bytes, std::string& storage) {
     if (bytes.size() >= 2) {
         auto b0 = static_cast<unsigned char>(bytes[0]), b1 = static_cast<unsigned char>(bytes[1]);
         if ((b0 == 0xFF && b1 == 0xFE) || (b0 == 0xFE && b1 == 0xFF)) {
@@ -164,22 +185,24 @@ std::optional<std::string> decodeCsvText(std::string_view bytes) {
                 auto hi = static_cast<unsigned char>(bytes[little ? i + 1 : i]);
                 units.push_back(static_cast<char16_t>(hi << 8 | lo));
             }
-            return utf16ToUtf8(units);
+            storage = utf16ToUtf8(units);
+            return std::string_view(storage);
         }
     }
     if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") bytes.remove_prefix(3);
     if (!validUtf8(bytes)) return std::nullopt;
-    return std::string(bytes);
+    return bytes;
 }
 
 CsvStop tokenizeCsv(std::string_view text,
-                    const std::function<bool(std::vector<std::string>& fields)>& line) {
-    std::vector<std::string> fields;
+                    const std::function<bool(std::vector<std::string_view>& fields)>& line) {
+    std::vector<std::string_view> fields;
+    std::deque<std::string> owned;  // the fields that are not slices of the text
     Field field(text);
     bool quoted = false;
     std::size_t i = 0, lineStart = 0;
     const std::size_t n = text.size();
-    auto endField = [&] { fields.push_back(field.take()); };
+    auto endField = [&] { fields.push_back(field.take(owned)); };
     while (i < n) {
         std::size_t run = i;
         while (i < n && !special(text, i))
@@ -219,6 +242,7 @@ CsvStop tokenizeCsv(std::string_view text,
                 if (!field.empty()) endField();
                 if (!line(fields)) return CsvStop::Stopped;
                 fields.clear();
+                owned.clear();
                 lineStart = i;
             }
         }
@@ -261,36 +285,52 @@ struct CsvDateReader::Impl {
         return Date{ms / 1000.0 - kEpochDifference};
     }
 
-    // Local midnight of the first of a month, when the zone's offset holds all month; else nothing.
-    std::optional<double> uniformMonth(int y, int mo) {
-        int key = y * 12 + mo;
-        auto it = months.find(key);
-        if (it != months.end()) return it->second;
-        std::optional<double> start;
-        std::optional<Date> first = wallClock(y, mo, 1, 0, 0, 0);
-        std::optional<Date> next =
-            mo == 12 ? wallClock(y + 1, 1, 1, 0, 0, 0) : wallClock(y, mo + 1, 1, 0, 0, 0);
-        if (first && next && next->seconds - first->seconds == daysInMonth(y, mo) * 86400.0) {
-            bool transition = false;
-            if (zone) {
-                icu::TimeZoneTransition tr;
-                UDate from = (first->seconds + kEpochDifference) * 1000.0;
-                transition = zone->getNextTransition(from, true, tr) &&
-                             tr.getTime() <= (next->seconds + kEpochDifference) * 1000.0;
-            } else {
-                transition = true;
-            }
-            if (!transition) start = first->seconds;
+    // Whether the zone's offset holds from one local midnight to another `days` days on.
+    bool steady(const std::optional<Date>& from, const std::optional<Date>& to, int days) const {
+        if (!from || !to || to->seconds - from->seconds != days * 86400.0 || !zone) return false;
+        icu::TimeZoneTransition tr;
+        return !(zone->getNextTransition((from->seconds + kEpochDifference) * 1000.0, true, tr) &&
+                 tr.getTime() <= (to->seconds + kEpochDifference) * 1000.0);
+    }
+
+    // Local midnight of a day, when nothing changes the clocks between it and the next midnight;
+    // found by the month (most months have no change), else by the day.
+    std::optional<double> steadyMidnight(int y, int mo, int d) {
+        if (y * 12 + mo == lastMonth) return lastStart + (d - 1) * 86400.0;  // rows come in runs
+        auto month = months.find(y * 12 + mo);
+        if (month == months.end()) {
+            std::optional<Date> first = wallClock(y, mo, 1, 0, 0, 0);
+            std::optional<Date> next =
+                mo == 12 ? wallClock(y + 1, 1, 1, 0, 0, 0) : wallClock(y, mo + 1, 1, 0, 0, 0);
+            std::optional<double> start;
+            if (steady(first, next, daysInMonth(y, mo))) start = first->seconds;
+            month = months.emplace(y * 12 + mo, start).first;
         }
-        months.emplace(key, start);
-        return start;
+        if (month->second) {
+            lastMonth = y * 12 + mo;
+            lastStart = *month->second;
+            return *month->second + (d - 1) * 86400.0;
+        }
+        auto day = days.find((y * 12 + mo) * 32 + d);
+        if (day == days.end()) {
+            std::optional<Date> midnight = wallClock(y, mo, d, 0, 0, 0);
+            std::optional<Date> next = d < daysInMonth(y, mo) ? wallClock(y, mo, d + 1, 0, 0, 0)
+                                       : mo == 12             ? wallClock(y + 1, 1, 1, 0, 0, 0)
+                                                              : wallClock(y, mo + 1, 1, 0, 0, 0);
+            std::optional<double> start;
+            if (steady(midnight, next, 1)) start = midnight->seconds;
+            day = days.emplace((y * 12 + mo) * 32 + d, start).first;
+        }
+        return day->second;
     }
 
     const Environment& env;
     std::unique_ptr<icu::GregorianCalendar> calendar;
     std::unique_ptr<icu::SimpleDateFormat> formats[3];
     const icu::BasicTimeZone* zone = nullptr;
-    std::unordered_map<int, std::optional<double>> months;
+    std::unordered_map<int, std::optional<double>> months, days;
+    int lastMonth = -1;  // the last steady month asked for, and its first midnight
+    double lastStart = 0;
 };
 
 CsvDateReader::CsvDateReader(const Environment& env) : impl_(std::make_unique<Impl>(env)) {}
@@ -343,8 +383,8 @@ std::optional<Date> CsvDateReader::read(std::string_view text, Format format) {
             if (y < 1000 || mo < 1 || mo > 12 || d < 1 || d > daysInMonth(y, mo) || h > 23 || mi > 59 ||
                 s > 59)
                 return std::nullopt;
-            if (std::optional<double> start = impl_->uniformMonth(y, mo))
-                return Date{*start + (d - 1) * 86400.0 + h * 3600.0 + mi * 60.0 + s};
+            if (std::optional<double> midnight = impl_->steadyMidnight(y, mo, d))
+                return Date{*midnight + h * 3600.0 + mi * 60.0 + s};
             return impl_->wallClock(y, mo, d, h, mi, s);
         }
     }
@@ -370,7 +410,8 @@ Alert CsvVerification::alert(int tag) const {
 CsvVerification verifyCsv(std::string_view bytes, const Value& document, const Environment& env,
                           const std::string& decimalSeparator) {
     CsvVerification out;
-    std::optional<std::string> text = decodeCsvText(bytes);
+    std::string storage;
+    std::optional<std::string_view> text = decodeCsvText(bytes, storage);
     if (!text) return out;  // "CSV File Empty?"
 
     std::unordered_map<std::string_view, int> meters;  // the first meter of each name
@@ -380,6 +421,7 @@ CsvVerification verifyCsv(std::string_view bytes, const Value& document, const E
             if (name && name->isString()) meters.try_emplace(name->string(), static_cast<int>(i));
         }
     }
+    out.rows.reserve(text->size() / 40);  // about one row per 40 bytes
     CsvDateReader dates(env);
     CsvDateReader::Format format = CsvDateReader::Seconds;
     bool first = true;  // the first line that is not empty may be a header
@@ -388,12 +430,14 @@ CsvVerification verifyCsv(std::string_view bytes, const Value& document, const E
         out.message = fill(tr(pattern), {std::to_string(out.rows.size() + 1)});
         return false;
     };
-    CsvStop end = tokenizeCsv(*text, [&](std::vector<std::string>& f) {
+    std::string_view lastName;  // rows of one meter follow each other: its name is looked up once
+    int lastMeter = -1;
+    CsvStop end = tokenizeCsv(*text, [&](std::vector<std::string_view>& f) {
         // Empty columns after the fifth are ignored.
         while (f.size() >= 6 && f[5].empty())
             f.erase(f.begin() + 5);
         if (f.size() != 5) return stop("Row %lu, incorrect column count (should be 5)");
-        if (std::all_of(f.begin(), f.end(), [](const std::string& s) { return s.empty(); })) return true;
+        if (std::all_of(f.begin(), f.end(), [](std::string_view s) { return s.empty(); })) return true;
         std::optional<Date> date = dates.read(f[1], format);
         if (!date && out.rows.empty()) {
             // Until a row is accepted, a failing format gives way to the shorter ones, and the last
@@ -425,9 +469,13 @@ CsvVerification verifyCsv(std::string_view bytes, const Value& document, const E
             if (!v) return stop(kInvalid[k]);
             row.reading[k] = *v;
         }
-        auto meter = meters.find(f[0]);
-        if (meter == meters.end()) return stop("Row %lu, meter not found");
-        row.meter = meter->second;
+        if (lastMeter < 0 || f[0] != lastName) {
+            auto meter = meters.find(f[0]);
+            if (meter == meters.end()) return stop("Row %lu, meter not found");
+            lastMeter = meter->second;
+            lastName = meter->first;
+        }
+        row.meter = lastMeter;
         out.rows.push_back(row);
         return true;
     });
@@ -458,8 +506,15 @@ void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
     for (std::size_t m = 0; m < byMeter.size(); ++m) {
         std::vector<const ImportRow*>& incoming = byMeter[m];
         if (incoming.empty()) continue;
-        std::stable_sort(incoming.begin(), incoming.end(),
-                         [](const ImportRow* a, const ImportRow* b) { return a->date > b->date; });
+        // Files are usually in date order, oldest or newest first: then no sort is needed.
+        auto newer = [](const ImportRow* a, const ImportRow* b) { return a->date > b->date; };
+        if (std::adjacent_find(incoming.begin(), incoming.end(), [](const ImportRow* a, const ImportRow* b) {
+                return !(a->date < b->date);
+            }) == incoming.end()) {
+            std::reverse(incoming.begin(), incoming.end());  // strictly oldest first
+        } else if (!std::is_sorted(incoming.begin(), incoming.end(), newer)) {
+            std::stable_sort(incoming.begin(), incoming.end(), newer);
+        }
         Value& meter = (*list)[m];
         Value* readingsValue = meter.find("readings");
         if (!readingsValue || !readingsValue->isArray())
@@ -498,8 +553,11 @@ void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
                 }
                 merged.push_back(std::move(existing[e++]));
             } else {
-                merged.push_back(
-                    Value::makeDictionary({{"date", Value(row.date)}, {"reading", values(row)}}));
+                Value::Dictionary reading;
+                reading.reserve(2);
+                reading.push_back(Value::Entry{dateKey, Value(row.date)});  // keys in order
+                reading.push_back(Value::Entry{readingKey, values(row)});
+                merged.push_back(Value(std::move(reading)));
             }
         }
         while (e < existing.size())

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -22,16 +23,19 @@ inline constexpr std::uint64_t kMaxCsvFileBytes = 200ull * 1024 * 1024;
 inline constexpr std::size_t kMaxCsvFieldBytes = 64 * 1024;
 inline constexpr std::size_t kMaxCsvLineBytes = 1024 * 1024;
 
-// The file's bytes as UTF-8 text: ASCII or UTF-8 (with or without a byte-order mark) as it is, UTF-16
-// with a byte-order mark converted. Nothing for bytes that are none of these.
-std::optional<std::string> decodeCsvText(std::string_view bytes);
+// The file's bytes as UTF-8 text: ASCII or UTF-8 (with or without a byte-order mark) as it is (a view
+// into bytes), UTF-16 with a byte-order mark converted into storage. Nothing for bytes that are none
+// of these.
+std::optional<std::string_view> decodeCsvText(std::string_view bytes, std::string& storage);
 
 // Splits text into lines of fields and hands each line to `line` (which answers false to stop).
 // Commas end fields and runs of line ends end lines, except inside double quotes, where a doubled
 // quote stands for one; spaces and tabs after a comma are skipped; an empty last field is never
-// counted. Answers false when a field or a line is longer than the limits above.
+// counted. The fields are valid until `line` returns. Tells how it ended: at the end of the text,
+// stopped by `line`, or at a field or a line longer than the limits above.
 enum class CsvStop { End, Stopped, FieldTooLong, LineTooLong };
-CsvStop tokenizeCsv(std::string_view text, const std::function<bool(std::vector<std::string>& fields)>& line);
+CsvStop tokenizeCsv(std::string_view text,
+                    const std::function<bool(std::vector<std::string_view>& fields)>& line);
 
 // Dates of the three formats ("dd/MM/yyyy HH:mm:ss", "dd/MM/yyyy HH:mm", "dd/MM/yyyy") read in full
 // in the device time zone: an impossible date, a time in the clocks-forward gap, trailing text and a

@@ -86,6 +86,19 @@ Value arrayOf(std::initializer_list<std::uint64_t> refs, std::uint64_t classRef)
     return Value::makeDictionary({{"NS.objects", Value(std::move(uids))}, {"$class", Value::uid(classRef)}});
 }
 
+TEST(KeyedArchive, RoundTripsEveryKindOfValue) {
+    Value doc = Value::makeDictionary(
+        {{"$null", "$null"},  // the placeholder's text as a value of its own
+         {"when", Date{415696502.5}},
+         {"blob", Value(Data{0, 1, 255})},
+         {"numbers", Value(Array{0, -1, 1.5, -0.0, true, false, std::int64_t{1} << 40})},
+         {"text", "m³ 電気"},
+         {"nested", Value(Array{Value::emptyDictionary(), Value::emptyArray()})}});
+    PlistResult back = readKeyedArchive(writeKeyedArchive(doc));
+    ASSERT_TRUE(back.ok()) << back.error;
+    EXPECT_EQ(back.value, doc);
+}
+
 TEST(KeyedArchive, RefusesWhatNoArchiverWrites) {
     auto error = [](const std::string& bytes) { return readKeyedArchive(bytes).error; };
     EXPECT_EQ(error(archive({"$null", arrayOf({2}, 3), "x", cls("NSArray")})), "");

@@ -15,8 +15,8 @@ using Lines = std::vector<std::vector<std::string>>;
 
 Lines tokenize(std::string_view text) {
     Lines out;
-    tokenizeCsv(text, [&](std::vector<std::string>& fields) {
-        out.push_back(fields);
+    tokenizeCsv(text, [&](std::vector<std::string_view>& fields) {
+        out.emplace_back(fields.begin(), fields.end());
         return true;
     });
     return out;
@@ -37,11 +37,19 @@ TEST(CsvTokenizer, QuotesCommasAndLineEnds) {
     EXPECT_EQ(tokenize(""), Lines{});
 
     std::string longField = "a," + std::string(kMaxCsvFieldBytes + 1, 'x');
-    EXPECT_EQ(tokenizeCsv(longField, [](std::vector<std::string>&) { return true; }), CsvStop::FieldTooLong);
+    EXPECT_EQ(tokenizeCsv(longField, [](std::vector<std::string_view>&) { return true; }),
+              CsvStop::FieldTooLong);
     std::string longLine;
     while (longLine.size() <= kMaxCsvLineBytes)
         longLine += std::string(1000, 'y') + ",";
-    EXPECT_EQ(tokenizeCsv(longLine, [](std::vector<std::string>&) { return true; }), CsvStop::LineTooLong);
+    EXPECT_EQ(tokenizeCsv(longLine, [](std::vector<std::string_view>&) { return true; }),
+              CsvStop::LineTooLong);
+}
+
+std::optional<std::string> decodeCsvText(std::string_view bytes) {
+    std::string storage;
+    std::optional<std::string_view> text = numbrel::decodeCsvText(bytes, storage);
+    return text ? std::optional<std::string>(std::string(*text)) : std::nullopt;
 }
 
 TEST(CsvText, EncodingsThatComeIn) {
