@@ -151,6 +151,29 @@ TEST_F(CsvImport, EachRowMessage) {
     EXPECT_EQ(verify("Gas,05/03/2024,1,0,0\nGas,06/03/2024,2,0,0\n").alert(5).message, "2 readings");
 }
 
+TEST_F(CsvImport, ReadingsReadExactly) {
+    // Plain decimals take a quicker road than the general reader: both give the same doubles.
+    std::mt19937_64 random(11);
+    std::string file;
+    std::vector<std::string> texts;
+    for (int i = 0; i < 3000; ++i) {
+        std::string digits = std::to_string(random() % 1000000000000000ull);
+        std::size_t point = random() % (digits.size() + 1);
+        std::string text =
+            digits.substr(0, point) + (point < digits.size() ? "." + digits.substr(point) : "");
+        if (i % 7 == 0) text += "e-3";  // and the general reader for exponents
+        if (i % 5 == 0) text = "-" + text;
+        texts.push_back(text);
+        char date[16];
+        std::snprintf(date, sizeof date, "%02d/01/2024", 1 + i % 28);
+        file += "Gas," + std::string(date) + " 00:" + std::to_string(10 + i % 50) + "," + text + ",0,0\n";
+    }
+    CsvVerification v = verify(file);
+    ASSERT_EQ(v.outcome, CsvVerification::Outcome::Verified) << v.message;
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        ASSERT_EQ(v.rows[i].reading[0], std::strtod(texts[i].c_str(), nullptr)) << texts[i];
+}
+
 TEST_F(CsvImport, TheDateFormatsInTheirOrder) {
     // A header, then rows without seconds: the header is skipped and the format settles on minutes.
     CsvVerification v = verify(
