@@ -52,9 +52,10 @@ int main(int argc, char** argv) {
                                 "Load every screen offscreen and exit; non-zero on any QML warning.");
     QCommandLineOption screenshot("screenshot", "Render the first screen to a PNG file and exit.", "FILE");
     QCommandLineOption size("size", "Window size for --screenshot.", "WxH", "390x844");
-    QCommandLineOption show(
-        "show", "With --screenshot: show reading entry (\"entry\") or the settings menu (\"sheet\").",
-        "WHAT");
+    QCommandLineOption show("show",
+                            "With --screenshot: open a screen first (\"entry\", \"sheet\", \"backups\" ..., "
+                            "as scripts/screenshots uses them).",
+                            "WHAT");
     QCommandLineOption uiTest("ui-test", "Tap +, turn a wheel, save, and check the Readings row; then exit.");
     parser.addOptions({store, documents, now, tz, locale, selfTest, uiTest, screenshot, size, show});
     parser.process(application);
