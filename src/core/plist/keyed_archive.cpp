@@ -128,7 +128,14 @@ private:
             scratch_[i] = uidRef(scratch_[i]);
         const std::uint32_t cls = uidRef(classUid(kind));
         std::uint32_t keys = kNone;
-        if (kind == kDictionary) keys = refArray(base, base + keyCount);
+        if (kind == kDictionary) {
+            // Dictionaries with the same keys (every reading, every meter) share one NS.keys array.
+            std::string signature(reinterpret_cast<const char*>(scratch_.data() + base),
+                                  keyCount * sizeof(std::uint32_t));
+            auto [it, fresh] = keyArrays_.try_emplace(std::move(signature), 0);
+            if (fresh) it->second = refArray(base, base + keyCount);
+            keys = it->second;
+        }
         const std::uint32_t values = refArray(base + keyCount, scratch_.size());
         scratch_.resize(base);
         const std::uint32_t self = reserve();
@@ -314,6 +321,7 @@ private:
     std::vector<std::uint32_t> scratch_;  // UIDs of the children of the containers being written
     std::unordered_map<std::string_view, std::uint32_t> strings_, texts_;
     std::unordered_map<std::uint64_t, std::uint32_t> bools_, integers_, reals_;
+    std::unordered_map<std::string, std::uint32_t> keyArrays_;  // NS.keys arrays by their references
     std::uint32_t classes_[kClassKinds] = {kNone, kNone, kNone, kNone};
     std::uint32_t nsKeys_ = 0, nsObjects_ = 0, classKey_ = 0;
 };
