@@ -441,7 +441,7 @@ CsvVerification verifyCsv(std::string_view bytes, const Value& document, const E
             if (name && name->isString()) meters.try_emplace(name->string(), static_cast<int>(i));
         }
     }
-    out.rows.reserve(text->size() / 40);  // about one row per 40 bytes
+    out.rows.reserve(std::min<std::size_t>(text->size() / 40, std::size_t{1} << 20));  // about 40 bytes a row
     CsvDateReader dates(env);
     CsvDateReader::Format format = CsvDateReader::Seconds;
     bool first = true;  // the first line that is not empty may be a header
