@@ -23,10 +23,6 @@ const char* const kMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
 const char* const kMonthNames[12] = {"January", "February", "March",     "April",   "May",      "June",
                                      "July",    "August",   "September", "October", "November", "December"};
 
-bool isPeriod(const std::string& w) {
-    return w == "day" || w == "week" || w == "month" || w == "quarter" || w == "year";
-}
-
 Row plain(std::string label, std::string detail) {
     return Row{std::move(label), std::move(detail), Accessory::Disclosure};
 }
@@ -266,28 +262,7 @@ std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
     Value& m = meter();
     Value& S = rateSet();
     if (previous_ >= 0) {
-        if (section == 0 && row == 0) {
-            // The last day the rates were in force; they end at the start of the next day.
-            const Value* to = S.find("to");
-            Date shown{(to && to->isDate() ? to->date().seconds : 0.0) - 1.0};
-            CalendarDate c = app_.calendar().components(shown);
-            char text[16];
-            std::snprintf(text, sizeof text, "%04d-%02d-%02d", c.year, c.month, c.day);
-            Edit e{tr("To"), tr("The last day these rates were charged"), text, std::nullopt, EditKind::Date,
-                   nullptr};
-            Value* meterValue = &m;
-            int index = previous_;
-            const Calendar* calendar = &app_.calendar();
-            e.apply = [meterValue, index, calendar](const std::string& t, const std::string&) {
-                int y = 0, mo = 0, d = 0;
-                if (std::sscanf(t.c_str(), "%d-%d-%d", &y, &mo, &d) != 3 || mo < 1 || mo > 12 || d < 1 ||
-                    d > 31)
-                    return false;
-                dateRateChange(*meterValue, index, Date{calendar->date(y, mo, d, 23, 59, 59).seconds + 1.0});
-                return true;
-            };
-            return e;
-        }
+        if (section == 0 && row == 0) return dateEditor(m, previous_, app_.calendar());
         if (section == 0) return std::nullopt;
         ++section;  // from here on the sections line up with the meter's own
     }
@@ -295,56 +270,22 @@ std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
     const std::string symbol(symbolFor(stringOf(m, "code")).value_or(""));
     const std::string units(stringOf(m, "units"));
     const int E = registers();
-    const std::string separator = f.decimalSeparator();
-    // A number under key in dict, with an optional period word under periodKey. Amounts of money may
-    // be negative (a credit); numbers of units are whole.
-    enum Kind { Money, Count, Positive };
+    using enum NumberKind;
     auto numberEdit = [&](std::string title, std::string prompt, Value& dict, const char* key,
-                          const char* periodKey, Kind kind = Positive) -> Edit {
-        double current = realOf(dict, key);
-        Edit e{std::move(title), std::move(prompt), std::string(), std::nullopt, EditKind::Number, nullptr};
-        e.allowFloat = kind != Count;
-        e.allowNegative = kind == Money;
-        e.negative = e.allowNegative && current < 0;
-        e.value = f.formatDouble(e.negative ? -current : current, m, -1);
-        if (periodKey) e.period = std::string(stringOf(dict, periodKey, "day"));
-        Value* target = &dict;
-        NumberViewController reader(e.allowFloat, separator);
-        e.apply = [target, key, periodKey, reader](const std::string& t, const std::string& period) {
-            std::optional<double> v = reader.value(t);
-            if (!v) return false;
-            if (std::string_view(key) == "factor" && *v == 0) v = 1.0;  // a conversion factor is never zero
-            target->set(key, *v);
-            if (periodKey && isPeriod(period)) target->set(periodKey, period);
-            return true;
-        };
-        return e;
-    };
-    auto keyEdit = [&](std::string title, std::string prompt, const char* key, EditKind kind) -> Edit {
-        Edit e{std::move(title), std::move(prompt), std::string(stringOf(m, key)), std::nullopt, kind,
-               nullptr};
-        e.required = std::string_view(key) == "name";
-        Value* target = &m;
-        e.apply = [target, key](const std::string& t, const std::string&) {
-            return !setMeterKey(*target, key, t);
-        };
-        return e;
+                          const char* periodKey, NumberKind kind = Positive) {
+        return numberEditor(std::move(title), std::move(prompt), dict, key, periodKey, kind, f);
     };
 
     if (section == 0) {
         bool gbp = stringOf(m, "code") == "GBP";
-        if (row == 0) return keyEdit(tr("Edit Name"), "", "name", EditKind::Text);
+        if (row == 0) return nameEditor(m);
         if (row == 4 && gbp)
-            return keyEdit(tr("Postcode"), tr("Enter the postcode for this meter"), "postcode",
-                           EditKind::Postcode);
+            return postcodeEditor(m, "postcode", tr("Postcode"), tr("Enter the postcode for this meter"));
         if (row == 5 && gbp)
-            return keyEdit(
-                tr("House/Flat"),
-                tr("If you have more than one property at the same postcode, enter a house/flat number or "
-                   "name"),
-                "house", EditKind::Text);
-        if ((row == 6 && gbp) || (row == 4 && !gbp))
-            return keyEdit(tr("Notes"), "", "notes", EditKind::Notes);
+            return postcodeEditor(m, "house", tr("House/Flat"),
+                                  tr("If you have more than one property at the same postcode, enter a "
+                                     "house/flat number or name"));
+        if ((row == 6 && gbp) || (row == 4 && !gbp)) return notesEditor(m, "notes");
         return std::nullopt;  // type and format have choosers of their own
     }
     if (section == 1) {

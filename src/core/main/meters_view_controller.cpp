@@ -1,6 +1,7 @@
 #include "main/meters_view_controller.h"
 
 #include "readings/meter_editing.h"
+#include "readings/property_editors.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
 #include "store/meter_record.h"
@@ -90,15 +91,7 @@ bool MetersViewController::moveRow(int from, int to) {
 }
 
 ValueEdit MetersViewController::newMeterEdit() {
-    ValueEdit e{tr("Meter Name"), "", "", std::nullopt, EditKind::Text, nullptr};
-    e.required = true;
-    e.apply = [this](const std::string& text, const std::string&) {
-        std::size_t first = text.find_first_not_of(" \t\n"), last = text.find_last_not_of(" \t\n");
-        if (first == std::string::npos) return false;
-        addMeter(text.substr(first, last - first + 1));
-        return true;
-    };
-    return e;
+    return newMeterEditor([this](const std::string& name) { addMeter(name); });
 }
 
 void MetersViewController::addMeter(const std::string& name) {

@@ -4,6 +4,7 @@
 
 #include "costs/currency_table.h"
 #include "readings/meter_editing.h"
+#include "readings/property_editors.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
 #include "store/text_compare.h"
@@ -234,25 +235,7 @@ void UnitsViewController::commitDelete(int /*section*/, int row) {
 
 std::optional<ValueEdit> UnitsViewController::editFor(int /*section*/, int row) {
     if (row != static_cast<int>(sections()[0].rows.size()) - 1) return std::nullopt;
-    ValueEdit e{tr("New Units"), tr("Enter your own user defined units"), "", std::nullopt, EditKind::Text,
-                nullptr};
-    e.required = true;
-    Value* settings = &app_.settings();
-    e.apply = [settings](const std::string& text, const std::string&) {
-        if (text.empty()) return false;
-        Value* units = settings->find("units");
-        if (!units || !units->isArray()) units = &settings->set("units", Value::emptyArray());
-        Array& list = units->array();
-        if (std::none_of(list.begin(), list.end(),
-                         [&](const Value& u) { return u.isString() && u.string() == text; })) {
-            list.emplace_back(text);
-            std::stable_sort(list.begin(), list.end(), [](const Value& a, const Value& b) {
-                return caseInsensitiveCompare(a.toString(), b.toString()) < 0;
-            });
-        }
-        return true;
-    };
-    return e;
+    return unitEditor(app_.settings());
 }
 
 ThemeViewController::ThemeViewController(NumbrelAppDelegate& app) : app_(app) {}

@@ -3,8 +3,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 
+#include "costs/formatter.h"
 #include "readings/meter_editing.h"
+#include "store/calendar.h"
+#include "store/text_compare.h"
+#include "ui/localize.h"
 
 namespace numbrel {
 
@@ -106,6 +111,124 @@ std::optional<std::string> acceptTyping(const ValueEdit& edit, std::string_view 
             break;
     }
     return std::string(candidate);
+}
+
+ValueEdit nameEditor(Value& meter) {
+    ValueEdit e{tr("Edit Name"), "",     std::string(stringOf(meter, "name")), std::nullopt,
+                EditKind::Text,  nullptr};
+    e.required = true;
+    e.apply = [target = &meter](const std::string& t, const std::string&) {
+        return !setMeterKey(*target, "name", t);
+    };
+    return e;
+}
+
+ValueEdit newMeterEditor(std::function<void(const std::string&)> create) {
+    ValueEdit e{tr("Meter Name"), "", "", std::nullopt, EditKind::Text, nullptr};
+    e.required = true;
+    e.apply = [create = std::move(create)](const std::string& text, const std::string&) {
+        std::size_t first = text.find_first_not_of(" \t\n"), last = text.find_last_not_of(" \t\n");
+        if (first == std::string::npos) return false;
+        create(text.substr(first, last - first + 1));
+        return true;
+    };
+    return e;
+}
+
+ValueEdit postcodeEditor(Value& dictionary, const std::string& key, std::string title, std::string footer) {
+    const bool postcode = key == "postcode";
+    ValueEdit e{std::move(title),
+                std::move(footer),
+                std::string(stringOf(dictionary, key)),
+                std::nullopt,
+                postcode ? EditKind::Postcode : EditKind::Text,
+                nullptr};
+    e.apply = [target = &dictionary, key, postcode](const std::string& t, const std::string&) {
+        if (postcode) return !setMeterKey(*target, "postcode", t);
+        target->set(key, Value(t));
+        return true;
+    };
+    return e;
+}
+
+ValueEdit notesEditor(Value& dictionary, const std::string& key) {
+    ValueEdit e{tr("Notes"),     "",     std::string(stringOf(dictionary, key)), std::nullopt,
+                EditKind::Notes, nullptr};
+    e.apply = [target = &dictionary, key](const std::string& t, const std::string&) {
+        if (t.empty()) {
+            target->erase(key);
+        } else {
+            target->set(key, Value(t));
+        }
+        return true;
+    };
+    return e;
+}
+
+ValueEdit unitEditor(Value& settings) {
+    ValueEdit e{tr("New Units"), tr("Enter your own user defined units"), "", std::nullopt, EditKind::Text,
+                nullptr};
+    e.required = true;
+    e.apply = [target = &settings](const std::string& text, const std::string&) {
+        if (text.empty()) return false;
+        Value* units = target->find("units");
+        if (!units || !units->isArray()) units = &target->set("units", Value::emptyArray());
+        Array& list = units->array();
+        if (std::none_of(list.begin(), list.end(),
+                         [&](const Value& u) { return u.isString() && u.string() == text; })) {
+            list.emplace_back(text);
+            std::stable_sort(list.begin(), list.end(), [](const Value& a, const Value& b) {
+                return caseInsensitiveCompare(a.toString(), b.toString()) < 0;
+            });
+        }
+        return true;
+    };
+    return e;
+}
+
+ValueEdit dateEditor(Value& meter, int index, const Calendar& calendar) {
+    const Array* previous = arrayOf(meter, "previous");
+    const Value* change = previous && index >= 0 && index < static_cast<int>(previous->size())
+                              ? &(*previous)[static_cast<std::size_t>(index)]
+                              : nullptr;
+    const Value* to = change ? change->find("to") : nullptr;
+    // The last day the rates were in force: they end at the start of the next day.
+    CalendarDate c = calendar.components(Date{(to && to->isDate() ? to->date().seconds : 0.0) - 1.0});
+    char text[16];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d", c.year, c.month, c.day);
+    ValueEdit e{tr("To"), tr("The last day these rates were charged"), text, std::nullopt, EditKind::Date,
+                nullptr};
+    e.apply = [target = &meter, index, cal = &calendar](const std::string& t, const std::string&) {
+        int y = 0, mo = 0, d = 0;
+        if (std::sscanf(t.c_str(), "%d-%d-%d", &y, &mo, &d) != 3 || mo < 1 || mo > 12 || d < 1 || d > 31)
+            return false;
+        dateRateChange(*target, index, Date{cal->date(y, mo, d, 23, 59, 59).seconds + 1.0});
+        return true;
+    };
+    return e;
+}
+
+ValueEdit numberEditor(std::string title, std::string prompt, Value& dictionary, const char* field,
+                       const char* period, NumberKind kind, const Formatter& formatter) {
+    const double current = realOf(dictionary, field);
+    ValueEdit e{std::move(title), std::move(prompt), "", std::nullopt, EditKind::Number, nullptr};
+    e.allowFloat = kind != NumberKind::Count;
+    e.allowNegative = kind == NumberKind::Money;
+    e.negative = e.allowNegative && current < 0;
+    e.value = formatter.formatDouble(e.negative ? -current : current, dictionary, -1);
+    if (period) e.period = std::string(stringOf(dictionary, period, "day"));
+    NumberViewController reader(e.allowFloat, formatter.decimalSeparator());
+    e.apply = [target = &dictionary, field, period, reader](const std::string& t, const std::string& word) {
+        std::optional<double> v = reader.value(t);
+        if (!v) return false;
+        if (std::string_view(field) == "factor" && *v == 0) v = 1.0;  // a conversion factor is never zero
+        target->set(field, *v);
+        if (period &&
+            (word == "day" || word == "week" || word == "month" || word == "quarter" || word == "year"))
+            target->set(period, word);
+        return true;
+    };
+    return e;
 }
 
 }  // namespace numbrel

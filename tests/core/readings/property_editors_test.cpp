@@ -73,3 +73,42 @@ TEST(PostcodeTyping, UpperCaseAndRefusedKeystrokes) {
 
 }  // namespace
 }  // namespace numbrel
+
+namespace numbrel {
+namespace {
+
+TEST(PropertyEditors, TextKeysAndTheirRules) {
+    Value meter = Value::makeDictionary({{"name", "Gas"}, {"notes", "by the door"}});
+    ValueEdit name = nameEditor(meter);
+    EXPECT_EQ(name.value, "Gas");
+    EXPECT_TRUE(name.required);
+    EXPECT_FALSE(name.apply("", ""));
+    EXPECT_TRUE(name.apply("Gas upstairs", ""));
+    EXPECT_EQ(stringOf(meter, "name"), "Gas upstairs");
+
+    ValueEdit postcode = postcodeEditor(meter, "postcode", "Postcode", "Enter the postcode for this meter");
+    EXPECT_EQ(postcode.kind, EditKind::Postcode);
+    EXPECT_EQ(postcode.prompt, "Enter the postcode for this meter");
+    EXPECT_FALSE(postcode.apply("SW1A  1AA", ""));  // a pasted text the rules refuse
+    EXPECT_TRUE(postcode.apply("sw1a 1aa", ""));
+    EXPECT_EQ(stringOf(meter, "postcode"), "SW1A 1AA");
+    Value settings = Value::emptyDictionary();
+    ValueEdit email = postcodeEditor(settings, "email", "Email", "");
+    EXPECT_EQ(email.kind, EditKind::Text);  // any text for keys other than "postcode"
+    EXPECT_TRUE(email.apply("me@example.org", ""));
+    EXPECT_EQ(stringOf(settings, "email"), "me@example.org");
+
+    ValueEdit notes = notesEditor(meter, "notes");
+    EXPECT_EQ(notes.value, "by the door");
+    EXPECT_TRUE(notes.apply("", ""));
+    EXPECT_FALSE(meter.contains("notes"));  // empty notes are no notes
+
+    std::vector<std::string> made;
+    ValueEdit fresh = newMeterEditor([&](const std::string& n) { made.push_back(n); });
+    EXPECT_FALSE(fresh.apply(" \t", ""));
+    EXPECT_TRUE(fresh.apply("  Heat pump ", ""));
+    EXPECT_EQ(made, (std::vector<std::string>{"Heat pump"}));
+}
+
+}  // namespace
+}  // namespace numbrel
