@@ -78,7 +78,8 @@ QVariantList toVariant(const std::vector<Section>& sections) {
                             {"selectedSegment", r.selectedSegment},
                             {"enabled", r.enabled},
                             {"selectable", r.selectable},
-                            {"deletable", r.deletable}};
+                            {"deletable", r.deletable},
+                            {"swipeDeletes", r.swipeDeletes}};
             if (r.color) row["color"] = QVariantList{r.color->r, r.color->g, r.color->b};
             rows << row;
         }

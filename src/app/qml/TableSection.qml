@@ -28,16 +28,28 @@ ColumnLayout {
     Repeater {
         model: section.model.rows
         delegate: Rectangle {
+            id: rowItem
             required property var modelData
             required property int index
             Layout.fillWidth: true
             Layout.preferredHeight: Theme.rowHeight
             color: mouse.pressed && modelData.selectable ? "#d9d9d9" : Theme.row
+            // A swipe to the left shows the Delete button of a row that allows it; a tap hides it.
+            property bool swiped: false
             MouseArea {
                 id: mouse
                 anchors.fill: parent
                 enabled: modelData.selectable && modelData.enabled
-                onClicked: section.rowSelected(index)
+                property real pressX: 0
+                onPressed: (e) => pressX = e.x
+                onReleased: (e) => {
+                    if (modelData.swipeDeletes && pressX - e.x > 40) rowItem.swiped = true
+                }
+                onClicked: (e) => {
+                    if (Math.abs(pressX - e.x) > 40) return
+                    if (rowItem.swiped) rowItem.swiped = false
+                    else section.rowSelected(index)
+                }
             }
             RowLayout {
                 anchors.fill: parent
@@ -82,7 +94,7 @@ ColumnLayout {
                     font.pixelSize: 18
                 }
                 Button {
-                    visible: !!modelData.deletable
+                    visible: !!modelData.deletable || rowItem.swiped
                     text: qsTr("Delete")
                     palette.button: "#ff3b30"
                     palette.buttonText: "white"

@@ -57,6 +57,7 @@ std::vector<Section> BackupViewController::sections() const {
     for (const std::string& name : backups_) {
         Row r{name};
         r.deletable = editing_;
+        r.swipeDeletes = true;
         files.rows.push_back(r);
     }
     return {channels, now, files};

@@ -31,6 +31,7 @@ struct Row {
     bool selectable = true;
     std::optional<RowColor> color;  // the label's colour when not the default
     bool deletable = false;         // editing mode offers to delete the row
+    bool swipeDeletes = false;      // a swipe to the left offers to delete the row
 };
 
 struct Section {
