@@ -42,6 +42,28 @@ TEST_F(Backups, MadeAndRestoredOnTheSameSystem) {
     EXPECT_EQ(check.document, app_.settings());
 }
 
+TEST_F(Backups, ALargeHouseholdComesBackWhole) {
+    // Three meters with ten years of daily readings each, notes in several scripts, a rate change.
+    for (int m = 0; m < 3; ++m) {
+        Array& readings = *arrayOf(meter(m), "readings");
+        for (int day = 3650; day > 0; --day)
+            readings.push_back(
+                Value::makeDictionary({{"date", Date{800000000.0 - 86400.0 * (3650 - day)}},
+                                       {"reading", Value(Array{day * 1.7 + m, day * 0.1, 0.0})},
+                                       {"ticked", day % 30 == 0}}));
+        meter(m).set("notes", "m³ / 電気 / \"quoted\"\nsecond line");
+    }
+    meter(0).set("previous",
+                 Value(Array{Value::makeDictionary({{"to", Date{700000000.0}}, {"fixed", 0.25}})}));
+    const std::string bytes = backupNow();
+    const Value before = app_.settings();
+    meter(1).set("name", "Changed");
+    RestoreCheck check = checkBackup(bytes, integerOf(app_.settings(), "version"));
+    ASSERT_EQ(check.outcome, RestoreOutcome::Restored) << check.reason;
+    app_.setSettings(std::move(check.document));
+    EXPECT_EQ(app_.settings(), before);
+}
+
 TEST_F(Backups, TheHashDecidesBetweenGenuineOldAndCorrupt) {
     const std::int64_t version = integerOf(app_.settings(), "version");
     const Value& doc = app_.settings();
