@@ -28,38 +28,38 @@ bool isBackupName(std::string_view name) {
     return true;
 }
 
+void DescriptionHash::add(std::string_view piece) {
+    // FNV-1a over the bytes taken eight at a time: every byte counts, so any change to the document
+    // shows. Pieces are joined first, so that the answer does not depend on where the text is cut.
+    std::size_t i = 0;
+    while (held_ > 0 && held_ < 8 && i < piece.size())
+        pending_[held_++] = piece[i++];
+    if (held_ == 8) {
+        std::uint64_t w;
+        std::memcpy(&w, pending_, 8);
+        mix(w);
+        held_ = 0;
+    }
+    for (; i + 8 <= piece.size(); i += 8) {
+        std::uint64_t w;
+        std::memcpy(&w, piece.data() + i, 8);
+        mix(w);
+    }
+    while (i < piece.size())
+        pending_[held_++] = piece[i++];
+}
+
+std::uint32_t DescriptionHash::value() const {
+    DescriptionHash last = *this;
+    for (std::size_t k = 0; k < held_; ++k)
+        last.mix(static_cast<unsigned char>(pending_[k]));
+    return static_cast<std::uint32_t>(last.h_ ^ (last.h_ >> 32));
+}
+
 std::uint32_t descriptionHash(const Value& document) {
-    // FNV-1a over the description's UTF-8 bytes taken eight at a time, folded to 32 bits: every byte
-    // counts, so any change to the document shows. Pieces are joined so that the answer does not
-    // depend on where the description is cut.
-    std::uint64_t h = 14695981039346656037ull;
-    char pending[8];
-    std::size_t held = 0;
-    auto mix = [&](std::uint64_t word) {
-        h ^= word;
-        h *= 1099511628211ull;
-    };
-    streamDescription(document, {}, [&](std::string_view piece) {
-        std::size_t i = 0;
-        while (held > 0 && held < 8 && i < piece.size())
-            pending[held++] = piece[i++];
-        if (held == 8) {
-            std::uint64_t w;
-            std::memcpy(&w, pending, 8);
-            mix(w);
-            held = 0;
-        }
-        for (; i + 8 <= piece.size(); i += 8) {
-            std::uint64_t w;
-            std::memcpy(&w, piece.data() + i, 8);
-            mix(w);
-        }
-        while (i < piece.size())
-            pending[held++] = piece[i++];
-    });
-    for (std::size_t k = 0; k < held; ++k)
-        mix(static_cast<unsigned char>(pending[k]));
-    return static_cast<std::uint32_t>(h ^ (h >> 32));
+    DescriptionHash hash;
+    streamDescription(document, {}, [&](std::string_view piece) { hash.add(piece); });
+    return hash.value();
 }
 
 RestoreCheck checkBackup(std::string_view bytes, std::int64_t currentVersion) {

@@ -22,6 +22,22 @@ bool isBackupName(std::string_view name);
 // The 32-bit hash of a document's textual description. A backup stores it plus one under "hash".
 std::uint32_t descriptionHash(const Value& document);
 
+// The same hash taken over a description handed over in pieces.
+class DescriptionHash {
+public:
+    void add(std::string_view piece);
+    std::uint32_t value() const;
+
+private:
+    void mix(std::uint64_t word) {
+        h_ ^= word;
+        h_ *= 1099511628211ull;
+    }
+    std::uint64_t h_ = 14695981039346656037ull;
+    char pending_[8] = {};
+    std::size_t held_ = 0;
+};
+
 enum class RestoreOutcome { Restored, TooNew, OldBackup, Corrupt };
 
 struct RestoreCheck {

@@ -86,6 +86,29 @@ public:
         ch('}');
     }
 
+    // A top-level dictionary whose entries under skip are flagged while they are handed over, so that
+    // the consumer can pass them on or not.
+    void routedDictionary(const Value& v, std::initializer_list<std::string_view> skip, bool& skipping) {
+        ch('{');
+        for (const auto& e : v.dictionary()) {
+            bool skipped = std::find(skip.begin(), skip.end(), e.key.view()) != skip.end();
+            if (skipped != skipping) {
+                flush();
+                skipping = skipped;
+            }
+            quoted(e.key.view());
+            ch('=');
+            value(e.value);
+            ch(';');
+            spill();
+        }
+        if (skipping) {
+            flush();
+            skipping = false;
+        }
+        ch('}');
+    }
+
     // Settles the output: with a consumer, hands over the rest; otherwise trims the buffer.
     void finish() {
         out_.resize(used_);
@@ -158,6 +181,13 @@ private:
         used_ = static_cast<std::size_t>(p - out_.data());
     }
 
+    void flush() {
+        if (consume_ && used_ > 0) {
+            (*consume_)(std::string_view(out_.data(), used_));
+            used_ = 0;
+        }
+    }
+
     void spill() {
         if (consume_ && used_ >= kChunk) {
             (*consume_)(std::string_view(out_.data(), used_));
@@ -198,6 +228,26 @@ void streamDescription(const Value& value, std::initializer_list<std::string_vie
         d.dictionary(value, skip);
     } else {
         d.value(value);
+    }
+    d.finish();
+}
+
+void streamDescription(const Value& dictionary, std::initializer_list<std::string_view> skip,
+                       const std::function<void(std::string_view)>& all,
+                       const std::function<void(std::string_view)>& filtered) {
+    bool skipping = false;
+    const std::function<void(std::string_view)> route = [&](std::string_view piece) {
+        all(piece);
+        if (!skipping) filtered(piece);
+    };
+    std::string buffer;
+    buffer.resize(kChunk + 4096);
+    buffer.clear();
+    Describer d(buffer, &route);
+    if (dictionary.isDictionary()) {
+        d.routedDictionary(dictionary, skip, skipping);
+    } else {
+        d.value(dictionary);
     }
     d.finish();
 }

@@ -26,6 +26,12 @@ void appendDescription(std::string& out, const Value& value,
 void streamDescription(const Value& value, std::initializer_list<std::string_view> skip,
                        const std::function<void(std::string_view)>& consume);
 
+// One pass for two consumers: the whole description to all, and the description without the
+// top-level entries under skip to filtered (each exactly as streamDescription would give them).
+void streamDescription(const Value& dictionary, std::initializer_list<std::string_view> skip,
+                       const std::function<void(std::string_view)>& all,
+                       const std::function<void(std::string_view)>& filtered);
+
 // The shortest decimal text that reads back to exactly d ("1.0" style for whole numbers when
 // markWhole is set, so that reals stay apart from integers).
 std::string shortestDouble(double d, bool markWhole = false);

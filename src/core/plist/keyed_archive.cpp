@@ -26,7 +26,9 @@ unsigned bytesFor(std::uint64_t v) {
 class ArchiveWriter {
 public:
     std::string run(const Value& root) {
-        out_.reserve(1 << 20);
+        // Room for a large household at once: pages that are never written cost nothing.
+        out_.reserve(16 << 20);
+        offsets_.reserve(1 << 19);
         out_ = kMagic;
         nsKeys_ = text("NS.keys");
         nsObjects_ = text("NS.objects");

@@ -11,12 +11,18 @@
 
 namespace numbrel {
 
+namespace {
+
+// View state and preferences: the change fingerprint leaves them out.
+const std::initializer_list<std::string_view> kNotFingerprinted = {
+    "autobackup", "filename", "graph",  "icloud", "meter", "new",  "next",
+    "period",     "range",    "review", "root",   "tips",  "tour", "version"};
+
+}  // namespace
+
 std::string MD5StringOfSettings(const Value& document) {
     Md5 md5;
-    streamDescription(document,
-                      {"autobackup", "filename", "graph", "icloud", "meter", "new", "next", "period", "range",
-                       "review", "root", "tips", "tour", "version"},
-                      [&](std::string_view piece) { md5.add(piece); });
+    streamDescription(document, kNotFingerprinted, [&](std::string_view piece) { md5.add(piece); });
     return md5.hex();
 }
 
@@ -78,7 +84,13 @@ NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& di
     out.name = backupFileName(calendar_, env_.now());
     Value& doc = *settings_;
     doc.set("filename", out.name);
-    doc.set("hash", static_cast<std::int64_t>(descriptionHash(doc) + 1u));  // wraps at 2^32
+    // One description for the backup's hash and the change fingerprint (neither counts "hash").
+    DescriptionHash hash;
+    Md5 fingerprint;
+    streamDescription(
+        doc, kNotFingerprinted, [&](std::string_view piece) { hash.add(piece); },
+        [&](std::string_view piece) { fingerprint.add(piece); });
+    doc.set("hash", static_cast<std::int64_t>(hash.value() + 1u));  // wraps at 2^32
     std::string bytes = writeKeyedArchive(doc);
     doc.erase("hash");
     FileOps& ops = FileOps::real();
@@ -87,7 +99,7 @@ NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& di
     } else {
         out.error = writeFileAtomically(ops, directory + "/" + out.name, bytes);
     }
-    md5_ = MD5StringOfSettings();
+    md5_ = fingerprint.hex();
     return out;
 }
 

@@ -74,3 +74,31 @@ TEST(Md5, FingerprintIgnoresViewStateButNotData) {
 
 }  // namespace
 }  // namespace numbrel
+
+namespace numbrel {
+namespace {
+
+TEST(Description, OnePassForTwoConsumers) {
+    // Big enough to be handed over in several pieces, with skipped entries between kept ones.
+    Array big;
+    for (int i = 0; i < 20000; ++i)
+        big.push_back(
+            Value::makeDictionary({{"date", Date{i * 86400.0}}, {"reading", Value(Array{i * 0.5, 0.0})}}));
+    Value doc = Value::makeDictionary({{"a", 1},
+                                       {"filename", "x.bak"},
+                                       {"meter", 2},
+                                       {"settings", Value(big)},
+                                       {"tips", true},
+                                       {"z", "end"}});
+    std::string all, filtered;
+    streamDescription(
+        doc, {"filename", "meter", "tips"}, [&](std::string_view p) { all += p; },
+        [&](std::string_view p) { filtered += p; });
+    EXPECT_EQ(all, description(doc));
+    std::string expected;
+    appendDescription(expected, doc, {"filename", "meter", "tips"});
+    EXPECT_EQ(filtered, expected);
+}
+
+}  // namespace
+}  // namespace numbrel
