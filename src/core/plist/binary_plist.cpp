@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "plist/plist_objects.h"
 #include "plist/utf.h"
 
 namespace numbrel {
@@ -16,16 +17,7 @@ namespace {
 constexpr std::string_view kMagic = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
 
-std::uint64_t readBigEndian(const std::uint8_t* p, std::size_t n) {
-    std::uint64_t v = 0;
-    for (std::size_t i = 0; i < n; ++i)
-        v = (v << 8) | p[i];
-    return v;
-}
-
-double doubleFromBits(std::uint64_t bits) {
-    return std::bit_cast<double>(bits);
-}
+using plist::readBigEndian;
 
 class Reader {
 public:
@@ -86,27 +78,16 @@ private:
     }
 
     bool need(std::uint64_t pos, std::uint64_t len) {
-        if (pos > objectsEnd_ || len > objectsEnd_ - pos)
-            return setError("object runs past the end of the file");
-        return true;
+        const char* error = nullptr;
+        return objects().need(pos, len, error) || setError(error);
     }
 
-    // Reads the element count of a marker whose low nibble is the count or 0xF (count follows).
     bool readCount(std::uint64_t& pos, std::uint8_t low, std::uint64_t& count) {
-        if (low != 0xF) {
-            count = low;
-            return true;
-        }
-        if (!need(pos, 1)) return false;
-        std::uint8_t m = data_[pos];
-        if ((m & 0xF0) != 0x10) return setError("bad count");
-        std::size_t n = std::size_t{1} << (m & 0x0F);
-        if (n > 8) return setError("bad count");
-        if (!need(pos + 1, n)) return false;
-        count = readBigEndian(data_ + pos + 1, n);
-        pos += 1 + n;
-        return true;
+        const char* error = nullptr;
+        return objects().count(pos, low, count, error) || setError(error);
     }
+
+    plist::ObjectBytes objects() const { return {data_, objectsEnd_}; }
 
     bool readRef(std::uint64_t pos, std::uint64_t& ref) {
         ref = readBigEndian(data_ + pos, refSize_);
@@ -119,94 +100,18 @@ private:
         --budget_;
         std::uint64_t pos = 0;
         if (!objectOffset(index, pos)) return false;
-        std::uint8_t marker = data_[pos++];
+        std::uint8_t marker = data_[pos];
         std::uint8_t high = marker >> 4, low = marker & 0x0F;
         switch (high) {
-            case 0x0:
-                if (marker == 0x08 || marker == 0x09) {
-                    out = Value(marker == 0x09);
-                    return true;
-                }
-                return setError("unsupported object (null or fill)");
-            case 0x1: {
-                std::size_t n = std::size_t{1} << low;
-                if (low > 4 || !need(pos, n)) return setError("bad integer");
-                if (n <= 8) {
-                    std::uint64_t v = readBigEndian(data_ + pos, n);
-                    // 1, 2 and 4 bytes are unsigned; 8 bytes are signed.
-                    out = Value(static_cast<long long>(v));
-                } else {
-                    std::uint64_t hi = readBigEndian(data_ + pos, 8), lo = readBigEndian(data_ + pos + 8, 8);
-                    bool fits = (hi == 0 && lo <= 0x7FFFFFFFFFFFFFFFull) ||
-                                (hi == ~std::uint64_t{0} && lo > 0x7FFFFFFFFFFFFFFFull);
-                    if (fits) {
-                        out = Value(static_cast<long long>(lo));
-                    } else if (hi == 0) {
-                        out = Value(static_cast<double>(lo));  // unsigned 64-bit beyond int64
-                    } else {
-                        return setError("integer out of range");
-                    }
-                }
-                return true;
-            }
-            case 0x2: {
-                if (low == 2 && need(pos, 4)) {
-                    out = Value(static_cast<double>(
-                        std::bit_cast<float>(static_cast<std::uint32_t>(readBigEndian(data_ + pos, 4)))));
-                    return true;
-                }
-                if (low == 3 && need(pos, 8)) {
-                    out = Value(doubleFromBits(readBigEndian(data_ + pos, 8)));
-                    return true;
-                }
-                return setError("bad real");
-            }
-            case 0x3:
-                if (marker != 0x33 || !need(pos, 8)) return setError("bad date");
-                out = Value(Date{doubleFromBits(readBigEndian(data_ + pos, 8))});
-                return true;
-            case 0x4: {
-                std::uint64_t count = 0;
-                if (!readCount(pos, low, count) || !need(pos, count)) return false;
-                out = Value(Data(data_ + pos, data_ + pos + count));
-                return true;
-            }
-            case 0x5: {
-                std::uint64_t count = 0;
-                if (!readCount(pos, low, count) || !need(pos, count)) return false;
-                std::string_view s(reinterpret_cast<const char*>(data_ + pos), count);
-                if (isAscii(s)) {
-                    out = Value(std::string(s));
-                } else {  // bytes above 0x7F in an "ASCII" string: read them as Latin-1
-                    std::u16string wide(s.begin(), s.end());
-                    for (std::size_t i = 0; i < s.size(); ++i)
-                        wide[i] = static_cast<std::uint8_t>(s[i]);
-                    out = Value(utf16ToUtf8(wide));
-                }
-                return true;
-            }
-            case 0x6: {
-                std::uint64_t count = 0;
-                if (!readCount(pos, low, count)) return false;
-                if (count > objectsEnd_ / 2 || !need(pos, count * 2)) return setError("bad string length");
-                std::u16string wide(count, u'\0');
-                for (std::uint64_t i = 0; i < count; ++i)
-                    wide[i] = static_cast<char16_t>(readBigEndian(data_ + pos + 2 * i, 2));
-                out = Value(utf16ToUtf8(wide));
-                return true;
-            }
-            case 0x8: {
-                if (!need(pos, low + 1u)) return false;
-                out = Value::uid(readBigEndian(data_ + pos, low + 1u));
-                return true;
-            }
             case 0xA:
             case 0xC:
-                return readArray(index, pos, low, depth, out);
+                return readArray(index, pos + 1, low, depth, out);
             case 0xD:
-                return readDictionary(index, pos, low, depth, out);
-            default:
-                return setError("unknown object type");
+                return readDictionary(index, pos + 1, low, depth, out);
+            default: {
+                const char* error = nullptr;
+                return objects().scalar(pos, out, error) || setError(error);
+            }
         }
     }
 

@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "plist/plist_objects.h"
 #include "plist/utf.h"
 
 namespace numbrel {
@@ -374,30 +375,8 @@ private:
         return false;
     }
 
-    static std::uint64_t big(const std::uint8_t* p, std::size_t n) {
-        switch (n) {  // the sizes writers use, without a loop
-            case 1:
-                return p[0];
-            case 2:
-                return std::uint64_t{p[0]} << 8 | p[1];
-            case 4: {
-                std::uint32_t v;
-                std::memcpy(&v, p, 4);
-                return __builtin_bswap64(static_cast<std::uint64_t>(v)) >> (64 - 8 * sizeof v);
-            }
-            case 8: {
-                std::uint64_t v;
-                std::memcpy(&v, p, 8);
-                return __builtin_bswap64(static_cast<std::uint64_t>(v)) >> (64 - 8 * sizeof v);
-            }
-            default:
-                break;
-        }
-        std::uint64_t v = 0;
-        for (std::size_t i = 0; i < n; ++i)
-            v = v << 8 | p[i];
-        return v;
-    }
+    static std::uint64_t big(const std::uint8_t* p, std::size_t n) { return plist::readBigEndian(p, n); }
+    plist::ObjectBytes objects() const { return {data_, table_}; }
 
     bool open(std::uint64_t& top) {
         if (size_ < kMagic.size() + kTrailerSize || std::memcmp(data_, kMagic.data(), kMagic.size()) != 0)
@@ -425,8 +404,8 @@ private:
         return true;
     }
     bool need(std::uint64_t pos, std::uint64_t len) {
-        if (pos > table_ || len > table_ - pos) return fail("object runs past the end of the file");
-        return true;
+        const char* error = nullptr;
+        return objects().need(pos, len, error) || fail(error);
     }
 
     // The marker of an object, and for strings, data and containers their count and where their
@@ -437,13 +416,9 @@ private:
         high = marker >> 4;
         const std::uint8_t low = marker & 0x0F;
         count = low;
-        if (high < 0x4 || high == 0x8 || low != 0xF) return true;
-        if (!need(pos, 1) || (data_[pos] & 0xF0) != 0x10 || (data_[pos] & 0x0F) > 3) return fail("bad count");
-        const std::size_t n = std::size_t{1} << (data_[pos] & 0x0F);
-        if (!need(pos + 1, n)) return false;
-        count = big(data_ + pos + 1, n);
-        pos += 1 + n;
-        return true;
+        if (high < 0x4 || high == 0x8) return true;
+        const char* error = nullptr;
+        return objects().count(pos, low, count, error) || fail(error);
     }
 
     // A container's references, checked to lie in the file.
@@ -460,31 +435,15 @@ private:
     }
 
     bool text(std::uint64_t index, std::string& out) {
-        std::uint8_t high = 0;
-        std::uint64_t count = 0, pos = 0;
-        if (!header(index, high, count, pos)) return false;
-        if (high == 0x5) {
-            if (!need(pos, count)) return false;
-            std::string_view s(reinterpret_cast<const char*>(data_ + pos), count);
-            if (isAscii(s)) {
-                out.assign(s);
-            } else {  // bytes above 0x7F in an "ASCII" string: read them as Latin-1
-                std::u16string wide(s.size(), u'\0');
-                for (std::size_t i = 0; i < s.size(); ++i)
-                    wide[i] = static_cast<std::uint8_t>(s[i]);
-                out = utf16ToUtf8(wide);
-            }
-            return true;
-        }
-        if (high == 0x6) {
-            if (count > table_ / 2 || !need(pos, count * 2)) return fail("bad string length");
-            std::u16string wide(count, u'\0');
-            for (std::uint64_t i = 0; i < count; ++i)
-                wide[i] = static_cast<char16_t>(big(data_ + pos + 2 * i, 2));
-            out = utf16ToUtf8(wide);
-            return true;
-        }
-        return fail("a string was expected");
+        std::uint64_t pos = 0;
+        if (!offsetOf(index, pos)) return false;
+        const std::uint8_t high = data_[pos] >> 4;
+        if (high != 0x5 && high != 0x6) return fail("a string was expected");
+        Value v;
+        const char* error = nullptr;
+        if (!objects().scalar(pos, v, error)) return fail(error);
+        out = std::move(v.string());
+        return true;
     }
 
     Name name(std::uint64_t index) {
@@ -605,52 +564,11 @@ private:
 
     // A plain value standing in "$objects": string, number, boolean, data or date.
     bool scalar(std::uint64_t index, Value& out) {
-        std::uint8_t high = 0;
-        std::uint64_t count = 0, pos = 0;
-        if (!header(index, high, count, pos)) return false;
-        const std::uint8_t low = static_cast<std::uint8_t>(count);
-        switch (high) {
-            case 0x0:
-                if (low == 0x8 || low == 0x9) {
-                    out = Value(low == 0x9);
-                    return true;
-                }
-                return fail("a value is null or fill");
-            case 0x1: {
-                const std::size_t n = std::size_t{1} << low;
-                if (low > 3 || !need(pos, n)) return fail("bad integer");
-                out = Value(static_cast<long long>(big(data_ + pos, n)));
-                return true;
-            }
-            case 0x2:
-                if (low == 2 && need(pos, 4)) {
-                    out = Value(static_cast<double>(
-                        std::bit_cast<float>(static_cast<std::uint32_t>(big(data_ + pos, 4)))));
-                    return true;
-                }
-                if (low == 3 && need(pos, 8)) {
-                    out = Value(std::bit_cast<double>(big(data_ + pos, 8)));
-                    return true;
-                }
-                return fail("bad real");
-            case 0x3:
-                if (low != 3 || !need(pos, 8)) return fail("bad date");
-                out = Value(Date{std::bit_cast<double>(big(data_ + pos, 8))});
-                return true;
-            case 0x4:
-                if (!need(pos, count)) return false;
-                out = Value(Data(data_ + pos, data_ + pos + count));
-                return true;
-            case 0x5:
-            case 0x6: {
-                std::string s;
-                if (!text(index, s)) return false;
-                out = Value(std::move(s));
-                return true;
-            }
-            default:
-                return fail("an object where a value was expected");
-        }
+        std::uint64_t pos = 0;
+        if (!offsetOf(index, pos)) return false;
+        if (data_[pos] >> 4 == 0x8) return fail("a UID where a value belongs");
+        const char* error = nullptr;
+        return objects().scalar(pos, out, error) || fail(error);
     }
 
     // The members of an archive object that matter, by name.
