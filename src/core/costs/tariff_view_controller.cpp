@@ -1,9 +1,6 @@
 #include "costs/tariff_view_controller.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
-#include <cstdio>
 
 #include "costs/currency_table.h"
 #include "costs/formatter.h"

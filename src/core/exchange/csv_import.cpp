@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <deque>
 #include <unordered_map>
 
 #include <unicode/basictz.h>

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <filesystem>
 
 #include "costs/formatter.h"
+#include "exchange/backup.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
 #include "store/meter_record.h"
-#include "store/text_compare.h"
 #include "ui/localize.h"
 
 namespace numbrel {
@@ -268,13 +267,7 @@ Alert RootViewController::settingsSheet(const std::string& documentsDir) const {
 }
 
 std::string latestBackupLine(const std::string& documentsDir, const Environment& env) {
-    std::vector<std::string> names;
-    std::error_code ec;
-    for (const auto& entry : std::filesystem::directory_iterator(documentsDir, ec))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end(),
-              [](const std::string& a, const std::string& b) { return caseInsensitiveCompare(a, b) > 0; });
-    for (const std::string& name : names) {
+    for (const std::string& name : listBackups(filesIn(documentsDir), {})) {
         if (name.size() != 21 || name.compare(0, 2, "nb") != 0) continue;
         // The integer conversion stops at the "@": yyyymmdd.
         long ymd = 0;
