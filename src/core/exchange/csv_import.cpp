@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -72,6 +73,33 @@ constexpr auto kMaybeSpecial = [] {
 bool special(std::string_view t, std::size_t i) {
     return kMaybeSpecial[static_cast<unsigned char>(t[i])] &&
            (t[i] == ',' || t[i] == '"' || lineEndAt(t, i) != 0);
+}
+
+// The index of the first comma, quote or line end at or after i, or the text's size. Eight bytes
+// are looked at a time: a word with none of ',' '"', no byte below 0x0E and no byte from 0x80 up
+// cannot hold one (the word tests flag the first such byte exactly; bytes after it may be flagged
+// wrongly, and the first flagged byte is then checked by itself).
+std::size_t nextSpecial(std::string_view t, std::size_t i) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101ull, kHigh = 0x8080808080808080ull;
+    auto zeroByte = [](std::uint64_t x) { return (x - kOnes) & ~x & kHigh; };
+    const std::size_t n = t.size();
+    while (i + 8 <= n) {
+        std::uint64_t w;
+        std::memcpy(&w, t.data() + i, 8);
+        if constexpr (std::endian::native == std::endian::big) w = __builtin_bswap64(w);
+        const std::uint64_t flagged = zeroByte(w ^ (kOnes * ',')) | zeroByte(w ^ (kOnes * '"')) |
+                                      ((w - kOnes * 0x0E) & ~w & kHigh) | (w & kHigh);
+        if (flagged == 0) {
+            i += 8;
+            continue;
+        }
+        i += static_cast<std::size_t>(std::countr_zero(flagged)) / 8;
+        if (special(t, i)) return i;
+        ++i;
+    }
+    while (i < n && !special(t, i))
+        ++i;
+    return i;
 }
 
 // A field under construction: a slice of the text while its pieces lie side by side there (almost
@@ -173,7 +201,8 @@ std::optional<double> leadingNumber(std::string_view s, std::string_view separat
         }
         static constexpr double kPowers[16] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                                1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-        double v = static_cast<double>(mantissa) / kPowers[decimals];
+        double v = static_cast<double>(mantissa);
+        if (decimals > 0) v /= kPowers[decimals];
         return negative ? -v : v;
     }
     double v = 0;
@@ -226,8 +255,7 @@ CsvStop tokenizeCsv(std::string_view text,
     auto endField = [&] { fields.push_back(field.take(owned)); };
     while (i < n) {
         std::size_t run = i;
-        while (i < n && !special(text, i))
-            ++i;
+        i = nextSpecial(text, i);
         field.append(run, i);
         if (field.size() > kMaxCsvFieldBytes) return CsvStop::FieldTooLong;
         if (i - lineStart > kMaxCsvLineBytes) return CsvStop::LineTooLong;
@@ -332,7 +360,9 @@ struct CsvDateReader::Impl {
             lastStart = *month->second;
             return *month->second + (d - 1) * 86400.0;
         }
-        auto day = days.find((y * 12 + mo) * 32 + d);
+        const int key = (y * 12 + mo) * 32 + d;
+        if (key == lastDay) return lastMidnight;
+        auto day = days.find(key);
         if (day == days.end()) {
             std::optional<Date> midnight = wallClock(y, mo, d, 0, 0, 0);
             std::optional<Date> next = d < daysInMonth(y, mo) ? wallClock(y, mo, d + 1, 0, 0, 0)
@@ -340,8 +370,10 @@ struct CsvDateReader::Impl {
                                                               : wallClock(y, mo + 1, 1, 0, 0, 0);
             std::optional<double> start;
             if (steady(midnight, next, 1)) start = midnight->seconds;
-            day = days.emplace((y * 12 + mo) * 32 + d, start).first;
+            day = days.emplace(key, start).first;
         }
+        lastDay = key;
+        lastMidnight = day->second;
         return day->second;
     }
 
@@ -352,6 +384,8 @@ struct CsvDateReader::Impl {
     std::unordered_map<int, std::optional<double>> months, days;
     int lastMonth = -1;  // the last steady month asked for, and its first midnight
     double lastStart = 0;
+    int lastDay = -1;  // the same for the last day of a month with a clock change
+    std::optional<double> lastMidnight;
 };
 
 CsvDateReader::CsvDateReader(const Environment& env) : impl_(std::make_unique<Impl>(env)) {}

@@ -49,10 +49,10 @@ Value::Value(numbrel::Data d) : type_(Type::Data) {
     u_.data = new numbrel::Data(std::move(d));
 }
 Value::Value(numbrel::Array a) : type_(Type::Array) {
-    u_.a = new numbrel::Array(std::move(a));
+    ::new (&u_.a) numbrel::Array(std::move(a));
 }
 Value::Value(Dictionary d) : type_(Type::Dictionary) {
-    u_.m = new Dictionary(std::move(d));
+    ::new (&u_.m) Dictionary(std::move(d));
 }
 
 Value Value::uid(std::uint64_t id) noexcept {
@@ -85,13 +85,21 @@ Value::Value(const Value& other) : type_(other.type_) {
             u_.data = new numbrel::Data(*other.u_.data);
             break;
         case Type::Array:
-            u_.a = new numbrel::Array(*other.u_.a);
+            ::new (&u_.a) numbrel::Array(other.u_.a);
             break;
         case Type::Dictionary:
-            u_.m = new Dictionary(*other.u_.m);
+            ::new (&u_.m) Dictionary(other.u_.m);
             break;
-        default:
-            u_ = other.u_;
+        case Type::Bool:
+            u_.b = other.u_.b;
+            break;
+        case Type::Real:
+        case Type::Date:
+            u_.d = other.u_.d;
+            break;
+        case Type::Integer:
+        case Type::Uid:
+            u_.i = other.u_.i;
             break;
     }
 }
@@ -108,8 +116,7 @@ Value& Value::operator=(Value&& other) noexcept {
     if (this != &other) {
         destroy();
         type_ = other.type_;
-        u_ = other.u_;
-        other.release();
+        take(other);
     }
     return *this;
 }
@@ -123,10 +130,10 @@ void Value::destroy() noexcept {
             delete u_.data;
             break;
         case Type::Array:
-            delete u_.a;
+            u_.a.~Array();
             break;
         case Type::Dictionary:
-            delete u_.m;
+            u_.m.~Dictionary();
             break;
         default:
             break;
@@ -193,7 +200,7 @@ std::string_view Value::toString(std::string_view fallback) const {
 
 const Value* Value::find(std::string_view key) const {
     if (type_ != Type::Dictionary) return nullptr;
-    const Dictionary& d = *u_.m;
+    const Dictionary& d = u_.m;
     // Most dictionaries of a document are small (a reading, a rate step): a scan that compares
     // lengths first beats a binary search of full string comparisons. Lookups are the engine's
     // hottest path.
@@ -213,7 +220,7 @@ const Value* Value::find(std::string_view key) const {
 const Value* Value::find(const Key& key) const {
     if (!key.isShared()) return find(key.view());
     if (type_ != Type::Dictionary) return nullptr;
-    const Dictionary& d = *u_.m;
+    const Dictionary& d = u_.m;
     if (d.size() <= 32) {  // comparing numbers: a scan beats a search well past a meter's keys
         for (const Entry& e : d)
             if (e.key.id() == key.id()) return &e.value;
@@ -232,7 +239,7 @@ Value* Value::find(std::string_view key) {
 }
 
 Value& Value::set(std::string_view key, Value value) {
-    Dictionary& d = *u_.m;
+    Dictionary& d = u_.m;
     auto it = std::lower_bound(d.begin(), d.end(), key, keyLess);
     if (it != d.end() && it->key == key) {
         it->value = std::move(value);
@@ -243,7 +250,7 @@ Value& Value::set(std::string_view key, Value value) {
 
 bool Value::erase(std::string_view key) {
     if (type_ != Type::Dictionary) return false;
-    Dictionary& d = *u_.m;
+    Dictionary& d = u_.m;
     auto it = std::lower_bound(d.begin(), d.end(), key, keyLess);
     if (it == d.end() || it->key != key) return false;
     d.erase(it);
@@ -251,8 +258,8 @@ bool Value::erase(std::string_view key) {
 }
 
 const Value* Value::at(std::size_t index) const {
-    if (type_ != Type::Array || index >= u_.a->size()) return nullptr;
-    return &(*u_.a)[index];
+    if (type_ != Type::Array || index >= u_.a.size()) return nullptr;
+    return &u_.a[index];
 }
 
 Value* Value::at(std::size_t index) {
@@ -260,8 +267,8 @@ Value* Value::at(std::size_t index) {
 }
 
 std::size_t Value::size() const {
-    if (type_ == Type::Array) return u_.a->size();
-    if (type_ == Type::Dictionary) return u_.m->size();
+    if (type_ == Type::Array) return u_.a.size();
+    if (type_ == Type::Dictionary) return u_.m.size();
     return 0;
 }
 
@@ -282,9 +289,9 @@ bool operator==(const Value& a, const Value& b) {
         case Value::Type::Data:
             return *a.u_.data == *b.u_.data;
         case Value::Type::Array:
-            return *a.u_.a == *b.u_.a;
+            return a.u_.a == b.u_.a;
         case Value::Type::Dictionary:
-            return *a.u_.m == *b.u_.m;
+            return a.u_.m == b.u_.m;
     }
     return false;
 }

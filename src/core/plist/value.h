@@ -1,5 +1,6 @@
 // The property-list value: the one data type of the settings document, backups and transfers.
-// A Value is 16 bytes: a type tag and either an inline scalar or an owned heap payload.
+// A Value is 16 bytes: a type tag and either an inline scalar, an owned string or data, or an array or
+// dictionary whose one-pointer handle it holds in place.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "plist/key.h"
+#include "plist/packed_vector.h"
 
 namespace numbrel {
 
@@ -24,14 +26,14 @@ struct Date {
 inline constexpr Date kDistantFuture{63113904000.0};
 
 class Value;
-using Array = std::vector<Value>;
+using Array = PackedVector<Value>;
 using Data = std::vector<std::uint8_t>;
 
 class Value {
 public:
     enum class Type : std::uint8_t { Bool, Integer, Real, String, Date, Data, Array, Dictionary, Uid };
     struct Entry;
-    using Dictionary = std::vector<Entry>;  // kept sorted by key (byte order), keys unique
+    using Dictionary = PackedVector<Entry>;  // kept sorted by key (byte order), keys unique
 
     Value() noexcept : type_(Type::Bool) { u_.b = false; }
     Value(bool b) noexcept : type_(Type::Bool) { u_.b = b; }
@@ -52,7 +54,7 @@ public:
     static Value emptyArray();
 
     Value(const Value& other);
-    Value(Value&& other) noexcept : type_(other.type_), u_(other.u_) { other.release(); }
+    Value(Value&& other) noexcept : type_(other.type_) { take(other); }
     Value& operator=(const Value& other);
     Value& operator=(Value&& other) noexcept;
     ~Value() { destroy(); }
@@ -78,10 +80,10 @@ public:
     const std::string& string() const { return *u_.s; }
     std::string& string() { return *u_.s; }
     const numbrel::Data& data() const { return *u_.data; }
-    const numbrel::Array& array() const { return *u_.a; }
-    numbrel::Array& array() { return *u_.a; }
-    const Dictionary& dictionary() const { return *u_.m; }
-    Dictionary& dictionary() { return *u_.m; }
+    const numbrel::Array& array() const { return u_.a; }
+    numbrel::Array& array() { return u_.a; }
+    const Dictionary& dictionary() const { return u_.m; }
+    Dictionary& dictionary() { return u_.m; }
 
     // Lenient readers, as the document's readers use them: a boolean is any non-zero number, an
     // integer is the integer conversion (truncation) of whatever number is stored, and strings read
@@ -111,6 +113,36 @@ public:
 
 private:
     void destroy() noexcept;
+    // Takes other's payload (this has other's type already) and leaves other false.
+    void take(Value& other) noexcept {
+        switch (type_) {
+            case Type::Array:
+                ::new (&u_.a) numbrel::Array(std::move(other.u_.a));
+                other.u_.a.~Array();
+                break;
+            case Type::Dictionary:
+                ::new (&u_.m) Dictionary(std::move(other.u_.m));
+                other.u_.m.~Dictionary();
+                break;
+            case Type::Real:
+            case Type::Date:
+                u_.d = other.u_.d;
+                break;
+            case Type::String:
+                u_.s = other.u_.s;
+                break;
+            case Type::Data:
+                u_.data = other.u_.data;
+                break;
+            case Type::Bool:
+                u_.b = other.u_.b;
+                break;
+            default:
+                u_.i = other.u_.i;
+                break;
+        }
+        other.release();
+    }
     void release() noexcept {
         type_ = Type::Bool;
         u_.b = false;
@@ -118,13 +150,15 @@ private:
 
     Type type_;
     union Payload {
+        Payload() noexcept : b(false) {}
+        ~Payload() {}
         bool b;
         std::int64_t i;
         double d;
         std::string* s;
         numbrel::Data* data;
-        numbrel::Array* a;
-        Dictionary* m;
+        numbrel::Array a;
+        Dictionary m;
     } u_;
 };
 

@@ -151,9 +151,11 @@ void normaliseTariff(Value& tariff) {
         if (!step.isDictionary()) step = zeroStep();
     while (steps.size() < kRateSteps)
         steps.push_back(zeroStep());
+    const bool stepped = realOf(steps[0], "units") > 0.0;
 
+    // Adding to the tariff moves its entries: steps is not used past here.
     setIfMissing(tariff, "monthly", false);
-    if (!tariff.contains("stepped")) tariff.set("stepped", realOf(steps[0], "units") > 0.0);
+    if (!tariff.contains("stepped")) tariff.set("stepped", stepped);
 }
 
 std::vector<Alert> validateSettings(Value& doc, const Environment& env, bool replaced) {
@@ -163,10 +165,10 @@ std::vector<Alert> validateSettings(Value& doc, const Environment& env, bool rep
     // Disabled meters are dropped. A meter without "enabled" counts as one register rather than
     // as disabled, so that a foreign document does not lose its meters.
     Array& meters = ensureArray(doc, "settings");
-    std::erase_if(meters, [](const Value& m) { return !m.isDictionary(); });
+    erase_if(meters, [](const Value& m) { return !m.isDictionary(); });
     for (Value& meter : meters)
         setIfMissing(meter, "enabled", 1);
-    std::erase_if(meters, [](const Value& m) { return integerOf(m, "enabled") == 0; });
+    erase_if(meters, [](const Value& m) { return integerOf(m, "enabled") == 0; });
 
     bool oldMeterChanges = !doc.contains("new");
     for (Value& meter : meters) {
