@@ -52,7 +52,7 @@ void Restore(benchmark::State& state) {
         std::optional<std::string> bytes = readWholeFile(path, error);
         RestoreCheck check = checkBackup(*bytes, integerOf(h.app.settings(), "version"));
         if (check.outcome != RestoreOutcome::Restored) state.SkipWithError("not restored");
-        h.app.setSettings(std::move(check.document));  // validates
+        h.app.setSettings(std::move(check.document), std::move(check.fingerprint));  // validates
         benchmark::DoNotOptimize(h.app.settings());
     }
 }

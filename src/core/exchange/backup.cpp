@@ -7,6 +7,7 @@
 
 #include "plist/description.h"
 #include "plist/keyed_archive.h"
+#include "store/app_delegate.h"
 #include "store/calendar.h"
 #include "store/text_compare.h"
 
@@ -77,7 +78,8 @@ RestoreCheck checkBackup(std::string_view bytes, std::int64_t currentVersion) {
     }
     const auto stored = static_cast<std::uint32_t>(static_cast<std::uint64_t>(hash->toInteger()));
     doc.erase("hash");
-    const std::uint32_t computed = descriptionHash(doc);
+    DocumentDigests digests = documentDigests(doc);
+    const std::uint32_t computed = digests.hash;
     const std::int64_t difference = static_cast<std::int32_t>(stored - computed);
     const std::int64_t d = difference < 0 ? -difference : difference;
 
@@ -86,6 +88,7 @@ RestoreCheck checkBackup(std::string_view bytes, std::int64_t currentVersion) {
         out.outcome = RestoreOutcome::TooNew;
         return out;
     }
+    out.fingerprint = std::move(digests.fingerprint);
     if (d == 1) {
         out.outcome = RestoreOutcome::Restored;
         out.document = std::move(doc);

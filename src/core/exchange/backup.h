@@ -42,8 +42,9 @@ enum class RestoreOutcome { Restored, TooNew, OldBackup, Corrupt };
 
 struct RestoreCheck {
     RestoreOutcome outcome = RestoreOutcome::Corrupt;
-    Value document;      // the backup's document without "hash" (Restored and OldBackup)
-    std::string reason;  // why it is corrupt, for the command line
+    Value document;           // the backup's document without "hash" (Restored and OldBackup)
+    std::string fingerprint;  // the document's change fingerprint as read
+    std::string reason;       // why it is corrupt, for the command line
 };
 
 // The checks of a restore, in order: the archive reads and holds "hash"; a newer "version" than the

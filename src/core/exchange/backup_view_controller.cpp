@@ -113,7 +113,7 @@ void BackupViewController::restoreBackup(const std::string& path) {
         check = checkBackup(bytes, integerOf(app_.settings(), "version"));
     switch (check.outcome) {
         case RestoreOutcome::Restored: {
-            app_.setSettings(std::move(check.document));
+            app_.setSettings(std::move(check.document), std::move(check.fingerprint));
             changed();
             navigator_.pop();
             Alert done{kRestoreTag, tr("Backup Restored"), "", {tr("OK")}};
@@ -130,7 +130,7 @@ void BackupViewController::restoreBackup(const std::string& path) {
                       {tr("OK")}});
             return;
         case RestoreOutcome::OldBackup:
-            heldBackup_ = std::move(check.document);
+            heldBackup_ = std::move(check);
             navigator_.present(
                 Alert{kRestoreTag,
                       tr("Old Backup?"),
@@ -178,7 +178,7 @@ void BackupViewController::answerAlert(int tag, int button) {
     if (tag == kRestoreTag && heldBackup_) {
         // "Old Backup?": Install replaces the document without a further word; Cancel drops it.
         if (button == 1) {
-            app_.setSettings(std::move(*heldBackup_));
+            app_.setSettings(std::move(heldBackup_->document), std::move(heldBackup_->fingerprint));
             changed();
             navigator_.pop();
         }

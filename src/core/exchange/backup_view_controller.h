@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "exchange/backup.h"
 #include "exchange/csv_import.h"
 #include "plist/value.h"
 #include "ui/screen.h"
@@ -60,10 +61,10 @@ private:
     std::string directory_;
     std::vector<std::string> backups_;
     bool editing_ = false;
-    std::string menuFile_;             // the file the menu is open for
-    std::vector<std::string> menu_;    // its entries, in order
-    std::optional<Value> heldBackup_;  // waiting for the answer to "Old Backup?"
-    std::vector<ImportRow> heldRows_;  // waiting for "Import"
+    std::string menuFile_;                    // the file the menu is open for
+    std::vector<std::string> menu_;           // its entries, in order
+    std::optional<RestoreCheck> heldBackup_;  // waiting for the answer to "Old Backup?"
+    std::vector<ImportRow> heldRows_;         // waiting for "Import"
     std::function<void()> addFileHook_, changedHook_;
 };
 

@@ -26,6 +26,15 @@ std::string MD5StringOfSettings(const Value& document) {
     return md5.hex();
 }
 
+DocumentDigests documentDigests(const Value& document) {
+    DescriptionHash hash;
+    Md5 fingerprint;
+    streamDescription(
+        document, kNotFingerprinted, [&](std::string_view piece) { hash.add(piece); },
+        [&](std::string_view piece) { fingerprint.add(piece); });
+    return {hash.value(), fingerprint.hex()};
+}
+
 NumbrelAppDelegate::NumbrelAppDelegate(Environment env, PreferencesStore& store)
     : env_(std::move(env)),
       calendar_(env_),
@@ -61,22 +70,23 @@ void NumbrelAppDelegate::applicationDidFinishLaunching() {
     store_.registerDefaults(settings_);
 }
 
-void NumbrelAppDelegate::setSettings(Value document) {
+void NumbrelAppDelegate::setSettings(Value document, std::string fingerprint) {
     // Someone who asked never to be asked for a review is not asked again after a restore.
     const Value* review = settings_->find("review");
     if (review && review->isDate() && review->date() == kDistantFuture && document.isDictionary())
-        document.set("review", kDistantFuture);
+        document.set("review", kDistantFuture);  // not part of the fingerprint
     settings_ = std::make_shared<Value>(std::move(document));
-    validate(true);
+    validate(true, std::move(fingerprint));
     store_.registerDefaults(settings_);
     if (hooks_.buildMainScreen) hooks_.buildMainScreen();
 }
 
-void NumbrelAppDelegate::validate(bool replaced) {
-    for (Alert& a : validateSettings(*settings_, env_, replaced))
+void NumbrelAppDelegate::validate(bool replaced, std::string fingerprint) {
+    bool changed = true;
+    for (Alert& a : validateSettings(*settings_, env_, replaced, &changed))
         alerts_.push_back(std::move(a));
     applyBarStyle();
-    md5_ = MD5StringOfSettings();
+    md5_ = !changed && !fingerprint.empty() ? std::move(fingerprint) : MD5StringOfSettings();
 }
 
 NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& directory) {
@@ -84,13 +94,8 @@ NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& di
     out.name = backupFileName(calendar_, env_.now());
     Value& doc = *settings_;
     doc.set("filename", out.name);
-    // One description for the backup's hash and the change fingerprint (neither counts "hash").
-    DescriptionHash hash;
-    Md5 fingerprint;
-    streamDescription(
-        doc, kNotFingerprinted, [&](std::string_view piece) { hash.add(piece); },
-        [&](std::string_view piece) { fingerprint.add(piece); });
-    doc.set("hash", static_cast<std::int64_t>(hash.value() + 1u));  // wraps at 2^32
+    DocumentDigests digests = documentDigests(doc);                 // neither counts "hash"
+    doc.set("hash", static_cast<std::int64_t>(digests.hash + 1u));  // wraps at 2^32
     std::string bytes = writeKeyedArchive(doc);
     doc.erase("hash");
     FileOps& ops = FileOps::real();
@@ -99,7 +104,7 @@ NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& di
     } else {
         out.error = writeFileAtomically(ops, directory + "/" + out.name, bytes);
     }
-    md5_ = fingerprint.hex();
+    md5_ = std::move(digests.fingerprint);
     return out;
 }
 

@@ -52,8 +52,9 @@ public:
     // Gives the navigation bar the style the document asks for ("black").
     void applyBarStyle() const;
 
-    // Replaces the document (restore, import, cloud restore) and validates it.
-    void setSettings(Value document);
+    // Replaces the document (restore, import, cloud restore) and validates it. fingerprint, when
+    // known, is the document's change fingerprint as it comes: kept when validation repairs nothing.
+    void setSettings(Value document, std::string fingerprint = {});
 
     // The save sequence of leaving the application. Returns an error message when the store could
     // not be written (the previous file is then unchanged).
@@ -95,7 +96,7 @@ public:
     PreferencesStore& store() { return store_; }
 
 private:
-    void validate(bool replaced);
+    void validate(bool replaced, std::string fingerprint = {});
 
     Environment env_;
     Calendar calendar_;
@@ -110,5 +111,13 @@ private:
 
 // The 14 keys of view state and preferences that the change fingerprint leaves out.
 std::string MD5StringOfSettings(const Value& document);
+
+// A document's backup hash (over its whole description; a backup stores it plus one) and its
+// change fingerprint, from one pass over the description.
+struct DocumentDigests {
+    std::uint32_t hash = 0;
+    std::string fingerprint;
+};
+DocumentDigests documentDigests(const Value& document);
 
 }  // namespace numbrel

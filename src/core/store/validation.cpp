@@ -15,8 +15,12 @@ namespace {
 
 constexpr int kRateSteps = 12;
 
-void setIfMissing(Value& dict, std::string_view key, Value value) {
-    if (!dict.contains(key)) dict.set(key, std::move(value));
+// The repairs below answer whether they changed anything, so that a document that needed none keeps
+// the fingerprint it came with.
+bool setIfMissing(Value& dict, std::string_view key, Value value) {
+    if (dict.contains(key)) return false;
+    dict.set(key, std::move(value));
+    return true;
 }
 
 Value zeroStep() {
@@ -24,33 +28,41 @@ Value zeroStep() {
 }
 
 // Makes sure the value under key is an array, replacing anything else by an empty one.
-Array& ensureArray(Value& dict, std::string_view key) {
+Array& ensureArray(Value& dict, std::string_view key, bool& changed) {
     Value* v = dict.find(key);
-    if (!v || !v->isArray()) v = &dict.set(key, Value::emptyArray());
+    if (!v || !v->isArray()) {
+        v = &dict.set(key, Value::emptyArray());
+        changed = true;
+    }
     return v->array();
 }
 
-void repairMeter(Value& meter, const Environment& env) {
+bool repairMeter(Value& meter, const Environment& env) {
+    bool changed = false;
     // Currency: the locale's when missing; a code the symbol table lacks becomes "USD".
     const Value* code = meter.find("code");
     std::string c = code && code->isString() ? code->string() : defaultCurrencyCode(env);
     if (!symbolFor(c)) c = "USD";
-    meter.set("code", c);
+    if (!code || !code->isString() || code->string() != c) {
+        meter.set("code", c);
+        changed = true;
+    }
 
-    meter.erase("currency");
-    setIfMissing(meter, "digits", 5);
-    meter.erase("maximum");
-    setIfMissing(meter, "precision", 1);
+    changed |= meter.erase("currency");
+    changed |= setIfMissing(meter, "digits", 5);
+    changed |= meter.erase("maximum");
+    changed |= setIfMissing(meter, "precision", 1);
 
-    setIfMissing(meter, "tax", 0.0);
-    setIfMissing(meter, "percent", 0.0);
-    setIfMissing(meter, "discount", 0.0);
-    setIfMissing(meter, "period2", "day");
+    changed |= setIfMissing(meter, "tax", 0.0);
+    changed |= setIfMissing(meter, "percent", 0.0);
+    changed |= setIfMissing(meter, "discount", 0.0);
+    changed |= setIfMissing(meter, "period2", "day");
 
-    setIfMissing(meter, "postcode", "");
-    setIfMissing(meter, "house", "");
+    changed |= setIfMissing(meter, "postcode", "");
+    changed |= setIfMissing(meter, "house", "");
 
     if (!meter.contains("type")) {
+        changed = true;
         std::string_view units = stringOf(meter, "units");
         const char* type = "Other";
         if (units == "kWh") {
@@ -60,19 +72,22 @@ void repairMeter(Value& meter, const Environment& env) {
         }
         meter.set("type", type);
     }
-    setIfMissing(meter, "economy7", 0);
+    changed |= setIfMissing(meter, "economy7", 0);
     // Readers multiply every usage by the factor: a missing one means no conversion.
-    setIfMissing(meter, "factor", 1.0);
+    changed |= setIfMissing(meter, "factor", 1.0);
 
     // Readers rely on "readings" being there; one of another type is left as it is (readers treat
     // it as no readings) rather than thrown away. Tariffs are rebuilt to the three records every
     // reader indexes.
-    if (!meter.contains("readings")) meter.set("readings", Value::emptyArray());
-    Array& tariffs = ensureArray(meter, "tariffs");
-    while (tariffs.size() < 3)
+    changed |= setIfMissing(meter, "readings", Value::emptyArray());
+    Array& tariffs = ensureArray(meter, "tariffs", changed);
+    while (tariffs.size() < 3) {
         tariffs.push_back(legacyTariff());
+        changed = true;
+    }
     for (Value& tariff : tariffs)
-        normaliseTariff(tariff);
+        changed |= normaliseTariff(tariff);
+    return changed;
 }
 
 // Older documents marked the first reading of a replaced meter with "new" and counted the new meter
@@ -125,10 +140,15 @@ std::string defaultCurrencyCode(const Environment& env) {
     return symbolFor(code) ? code : "USD";
 }
 
-void normaliseTariff(Value& tariff) {
-    if (!tariff.isDictionary()) tariff = legacyTariff();
+bool normaliseTariff(Value& tariff) {
+    bool changed = false;
+    if (!tariff.isDictionary()) {
+        tariff = legacyTariff();
+        changed = true;
+    }
     Value* rates = tariff.find("rates");
     if (!rates) {
+        changed = true;
         Array steps;
         steps.reserve(kRateSteps);
         steps.push_back(
@@ -144,70 +164,84 @@ void normaliseTariff(Value& tariff) {
         rates = &tariff.set("rates", Value(std::move(steps)));
     } else if (!rates->isArray()) {
         *rates = Value::emptyArray();
+        changed = true;
     }
     // Every reader walks exactly twelve steps.
     Array& steps = rates->array();
-    for (Value& step : steps)
-        if (!step.isDictionary()) step = zeroStep();
-    while (steps.size() < kRateSteps)
+    for (Value& step : steps) {
+        if (!step.isDictionary()) {
+            step = zeroStep();
+            changed = true;
+        }
+    }
+    while (steps.size() < kRateSteps) {
         steps.push_back(zeroStep());
+        changed = true;
+    }
     const bool stepped = realOf(steps[0], "units") > 0.0;
 
     // Adding to the tariff moves its entries: steps is not used past here.
-    setIfMissing(tariff, "monthly", false);
-    if (!tariff.contains("stepped")) tariff.set("stepped", stepped);
+    changed |= setIfMissing(tariff, "monthly", false);
+    changed |= setIfMissing(tariff, "stepped", stepped);
+    return changed;
 }
 
-std::vector<Alert> validateSettings(Value& doc, const Environment& env, bool replaced) {
+std::vector<Alert> validateSettings(Value& doc, const Environment& env, bool replaced, bool* changedAny) {
     std::vector<Alert> alerts;
-    if (!doc.isDictionary()) doc = newDocument();
+    bool changed = false;
+    if (!doc.isDictionary()) {
+        doc = newDocument();
+        changed = true;
+    }
 
     // Disabled meters are dropped. A meter without "enabled" counts as one register rather than
     // as disabled, so that a foreign document does not lose its meters.
-    Array& meters = ensureArray(doc, "settings");
-    erase_if(meters, [](const Value& m) { return !m.isDictionary(); });
+    Array& meters = ensureArray(doc, "settings", changed);
+    changed |= erase_if(meters, [](const Value& m) { return !m.isDictionary(); }) > 0;
     for (Value& meter : meters)
-        setIfMissing(meter, "enabled", 1);
-    erase_if(meters, [](const Value& m) { return integerOf(m, "enabled") == 0; });
+        changed |= setIfMissing(meter, "enabled", 1);
+    changed |= erase_if(meters, [](const Value& m) { return integerOf(m, "enabled") == 0; }) > 0;
 
     bool oldMeterChanges = !doc.contains("new");
     for (Value& meter : meters) {
-        repairMeter(meter, env);
-        if (oldMeterChanges) migrateMeterChanges(meter);
+        changed |= repairMeter(meter, env);
+        if (oldMeterChanges) migrateMeterChanges(meter);  // "new" is added below: a change either way
     }
 
-    setIfMissing(doc, "black", false);
-    setIfMissing(doc, "extrapolate", false);
-    setIfMissing(doc, "graph", false);
-    setIfMissing(doc, "keyboard", false);
-    setIfMissing(doc, "landscape", false);
-    setIfMissing(doc, "meter", 0);
-    setIfMissing(doc, "new", true);
-    setIfMissing(doc, "period", 0);
-    setIfMissing(doc, "range", integerOf(doc, "period") < 4 ? 2 : 0);
-    doc.erase("restore");
-    setIfMissing(doc, "email", "");
-    setIfMissing(doc, "zero", false);
-    if (!doc.contains("units")) doc.set("units", defaultUnits(doc));
-    setIfMissing(doc, "torch", false);
-    doc.erase("current");
-    setIfMissing(doc, "average", false);
-    setIfMissing(doc, "at", 800);
-    setIfMissing(doc, "on", 0);
-    setIfMissing(doc, "reminders", "Off");
-    setIfMissing(doc, "tour", true);
-    setIfMissing(doc, "theme", 4);
-    if (!doc.contains("review")) doc.set("review", defaultReview(doc, env));
-    setIfMissing(doc, "tips", true);
-    setIfMissing(doc, "icloud", false);
-    setIfMissing(doc, "version", 311);
+    changed |= setIfMissing(doc, "black", false);
+    changed |= setIfMissing(doc, "extrapolate", false);
+    changed |= setIfMissing(doc, "graph", false);
+    changed |= setIfMissing(doc, "keyboard", false);
+    changed |= setIfMissing(doc, "landscape", false);
+    changed |= setIfMissing(doc, "meter", 0);
+    changed |= setIfMissing(doc, "new", true);
+    changed |= setIfMissing(doc, "period", 0);
+    changed |= setIfMissing(doc, "range", integerOf(doc, "period") < 4 ? 2 : 0);
+    changed |= doc.erase("restore");
+    changed |= setIfMissing(doc, "email", "");
+    changed |= setIfMissing(doc, "zero", false);
+    changed |= !doc.contains("units") && setIfMissing(doc, "units", defaultUnits(doc));
+    changed |= setIfMissing(doc, "torch", false);
+    changed |= doc.erase("current");
+    changed |= setIfMissing(doc, "average", false);
+    changed |= setIfMissing(doc, "at", 800);
+    changed |= setIfMissing(doc, "on", 0);
+    changed |= setIfMissing(doc, "reminders", "Off");
+    changed |= setIfMissing(doc, "tour", true);
+    changed |= setIfMissing(doc, "theme", 4);
+    changed |= !doc.contains("review") && setIfMissing(doc, "review", defaultReview(doc, env));
+    changed |= setIfMissing(doc, "tips", true);
+    changed |= setIfMissing(doc, "icloud", false);
+    changed |= setIfMissing(doc, "version", 311);
 
     if (integerOf(doc, "version") < 320) {
+        changed = true;
         doc.set("autobackup", false);
         doc.set("filename", "");
         doc.set("version", 320);
     }
     if (integerOf(doc, "version") < 332) {
+        changed = true;
         if (!boolOf(doc, "tour") && !replaced) {
             alerts.push_back(Alert{
                 0,
@@ -221,13 +255,16 @@ std::vector<Alert> validateSettings(Value& doc, const Environment& env, bool rep
         doc.set("version", 332);
     }
     if (integerOf(doc, "version") < 400) {
+        changed = true;
         doc.set("next", true);
         doc.set("version", 400);
     }
     if (integerOf(doc, "version") < 420) {
+        changed = true;
         doc.set("root", true);
         doc.set("version", kCurrentVersion);
     }
+    if (changedAny) *changedAny = changed;
     return alerts;
 }
 

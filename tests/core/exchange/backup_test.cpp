@@ -60,8 +60,24 @@ TEST_F(Backups, ALargeHouseholdComesBackWhole) {
     meter(1).set("name", "Changed");
     RestoreCheck check = checkBackup(bytes, integerOf(app_.settings(), "version"));
     ASSERT_EQ(check.outcome, RestoreOutcome::Restored) << check.reason;
-    app_.setSettings(std::move(check.document));
+    app_.setSettings(std::move(check.document), check.fingerprint);
     EXPECT_EQ(app_.settings(), before);
+    // The fingerprint taken while checking stands for the restored document.
+    EXPECT_EQ(app_.md5(), app_.MD5StringOfSettings());
+}
+
+TEST_F(Backups, AFingerprintOfADocumentThatNeedsRepairIsNotKept) {
+    Value old = app_.settings();
+    old.erase("average");  // validation puts it back
+    meter().erase("tax");
+    old.find("settings")->array()[0] = meter();
+    RestoreCheck check = checkBackup(withHash(old, 1), integerOf(app_.settings(), "version"));
+    ASSERT_EQ(check.outcome, RestoreOutcome::Restored) << check.reason;
+    EXPECT_EQ(check.fingerprint, MD5StringOfSettings(old));
+    app_.setSettings(std::move(check.document), check.fingerprint);
+    EXPECT_TRUE(app_.settings().contains("average"));
+    EXPECT_EQ(app_.md5(), app_.MD5StringOfSettings());
+    EXPECT_NE(app_.md5(), MD5StringOfSettings(old));
 }
 
 TEST_F(Backups, TheHashDecidesBetweenGenuineOldAndCorrupt) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "plist/description.h"
 #include "store/calendar.h"
 #include "store/document.h"
@@ -65,8 +67,36 @@ TEST(Validation, IsIdempotent) {
     Value doc = firstLaunchDocument();
     validateSettings(doc, env, false);
     Value again = doc;
-    EXPECT_TRUE(validateSettings(again, env, false).empty());
+    bool changed = true;
+    EXPECT_TRUE(validateSettings(again, env, false, &changed).empty());
+    EXPECT_FALSE(changed);
     EXPECT_EQ(description(again), description(doc));
+}
+
+TEST(Validation, ReportsEveryRepair) {
+    Environment env = pinnedEnvironment();
+    Value valid = firstLaunchDocument();
+    validateSettings(valid, env, false);
+    auto meter = [](Value& doc) -> Value& { return doc.find("settings")->array()[0]; };
+    auto tariff = [&](Value& doc) -> Value& { return meter(doc).find("tariffs")->array()[1]; };
+    const std::pair<const char*, std::function<void(Value&)>> damages[] = {
+        {"a missing top-level key", [](Value& d) { d.erase("theme"); }},
+        {"a key that is dropped", [](Value& d) { d.set("current", 1); }},
+        {"a disabled meter", [&](Value& d) { meter(d).set("enabled", 0); }},
+        {"a meter's missing key", [&](Value& d) { meter(d).erase("postcode"); }},
+        {"an unknown currency", [&](Value& d) { meter(d).set("code", "XXQ"); }},
+        {"a missing tariff", [&](Value& d) { meter(d).find("tariffs")->array().pop_back(); }},
+        {"a short rate list", [&](Value& d) { tariff(d).find("rates")->array().pop_back(); }},
+        {"a tariff without stepped", [&](Value& d) { tariff(d).erase("stepped"); }},
+        {"an older version", [](Value& d) { d.set("version", 400); }},
+    };
+    for (const auto& [what, damage] : damages) {
+        Value doc = valid;
+        damage(doc);
+        bool changed = false;
+        validateSettings(doc, env, true, &changed);
+        EXPECT_TRUE(changed) << what;
+    }
 }
 
 TEST(Validation, HelpAndSupportAlertOnlyForTheStoredDocument) {
