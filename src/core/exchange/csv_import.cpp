@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstring>
 #include <deque>
+#include <exception>
+#include <thread>
 #include <unordered_map>
 
 #include <unicode/basictz.h>
@@ -245,7 +247,8 @@ std::optional<std::string_view> decodeCsvText(std::string_view bytes, std::strin
 }
 
 CsvStop tokenizeCsv(std::string_view text,
-                    const std::function<bool(std::vector<std::string_view>& fields)>& line) {
+                    const std::function<bool(std::vector<std::string_view>& fields)>& line,
+                    std::size_t* resumeAt) {
     std::vector<std::string_view> fields;
     std::deque<std::string> owned;  // the fields that are not slices of the text
     Field field(text);
@@ -289,7 +292,10 @@ CsvStop tokenizeCsv(std::string_view text,
                 field.append(runStart, i);
             } else {
                 if (!field.empty()) endField();
-                if (!line(fields)) return CsvStop::Stopped;
+                if (!line(fields)) {
+                    if (resumeAt) *resumeAt = i;
+                    return CsvStop::Stopped;
+                }
                 fields.clear();
                 owned.clear();
                 lineStart = i;
@@ -298,7 +304,10 @@ CsvStop tokenizeCsv(std::string_view text,
     }
     if (i > lineStart || !fields.empty() || !field.empty()) {
         if (!field.empty()) endField();
-        if (!line(fields)) return CsvStop::Stopped;
+        if (!line(fields)) {
+            if (resumeAt) *resumeAt = n;
+            return CsvStop::Stopped;
+        }
     }
     return CsvStop::End;
 }
@@ -462,14 +471,138 @@ Alert CsvVerification::alert(int tag) const {
                  {tr("Cancel"), tr("Import")}};
 }
 
+namespace {
+
+using MeterNames = std::unordered_map<std::string_view, int>;  // the first meter of each name
+
+// Verifies the lines of a file in order: the rows it accepts go to rows, and at the first bad line it
+// keeps the message's pattern and how many rows it had accepted by then.
+class RowVerifier {
+public:
+    RowVerifier(const MeterNames& meters, const Environment& env, std::string_view separator,
+                std::vector<ImportRow>& rows)
+        : meters_(meters), dates_(env), separator_(separator), rows_(rows) {}
+
+    // Carries on after the lines that another verifier has read up to its first accepted row.
+    void continueAfter(const RowVerifier& head) {
+        format_ = head.format_;
+        first_ = false;
+    }
+
+    // The tokenizer's line handler: false at a bad line, and after the first accepted row when
+    // stopAfterARow is set.
+    bool line(std::vector<std::string_view>& f) {
+        // Empty columns after the fifth are ignored.
+        while (f.size() >= 6 && f[5].empty())
+            f.erase(f.begin() + 5);
+        if (f.size() != 5) return stop("Row %lu, incorrect column count (should be 5)");
+        if (std::all_of(f.begin(), f.end(), [](std::string_view s) { return s.empty(); })) return true;
+        std::optional<Date> date = dates_.read(f[1], format_);
+        if (!date && rows_.empty()) {
+            // Until a row is accepted, a failing format gives way to the shorter ones, and the last
+            // one tried stays.
+            format_ = CsvDateReader::Minutes;
+            date = dates_.read(f[1], format_);
+            if (!date) {
+                format_ = CsvDateReader::DateOnly;
+                date = dates_.read(f[1], format_);
+            }
+        }
+        if (!date) {
+            if (first_) {
+                first_ = false;
+                return true;  // the header line
+            }
+            return stop("Row %lu, invalid date format");
+        }
+        first_ = false;
+        ImportRow row;
+        row.date = *date;
+        static const char* const kInvalid[3] = {"Row %lu, invalid reading 1", "Row %lu, invalid reading 2",
+                                                "Row %lu, invalid reading 3"};
+        for (int k = 0; k < 3; ++k) {
+            std::string_view field = f[static_cast<std::size_t>(k + 2)];
+            std::optional<double> v = field.empty() ? std::nullopt : leadingNumber(field, separator_);
+            if (!v) return stop(kInvalid[k]);
+            row.reading[k] = *v;
+        }
+        if (lastMeter_ < 0 || f[0] != lastName_) {  // rows of one meter follow each other
+            auto meter = meters_.find(f[0]);
+            if (meter == meters_.end()) return stop("Row %lu, meter not found");
+            lastMeter_ = meter->second;
+            lastName_ = meter->first;
+        }
+        row.meter = lastMeter_;
+        rows_.push_back(row);
+        return !stopAfterARow;
+    }
+
+    // Records how the tokenizer ended: a field or a line over the limits is the bad line.
+    void ended(CsvStop end) {
+        if (end == CsvStop::FieldTooLong) stop("Row %lu, a field is longer than 64 KB");
+        if (end == CsvStop::LineTooLong) stop("Row %lu, a line is longer than 1 MB");
+    }
+
+    bool failed() const { return error_ != nullptr; }
+    // The message of the bad line, counting rows accepted before this verifier's first one.
+    std::string message(std::size_t rowsBefore) const {
+        return fill(tr(error_), {std::to_string(rowsBefore + errorRows_ + 1)});
+    }
+
+    bool stopAfterARow = false;
+
+private:
+    bool stop(const char* pattern) {
+        if (!error_) {
+            error_ = pattern;
+            errorRows_ = rows_.size();
+        }
+        return false;
+    }
+
+    const MeterNames& meters_;
+    CsvDateReader dates_;
+    std::string_view separator_;
+    std::vector<ImportRow>& rows_;
+    CsvDateReader::Format format_ = CsvDateReader::Seconds;
+    bool first_ = true;  // the first line that is not empty may be a header
+    std::string_view lastName_;
+    int lastMeter_ = -1;
+    const char* error_ = nullptr;
+    std::size_t errorRows_ = 0;
+};
+
+// An index near the middle of text where a line has ended outside quotes (after the whole run of
+// line ends), or npos. The tokenizer is outside quotes exactly where it has passed an even number
+// of quote characters, as a doubled quote inside quotes counts two.
+std::size_t splitPoint(std::string_view t) {
+    std::size_t i = t.size() / 2;
+    bool quoted = std::count(t.begin(), t.begin() + static_cast<std::ptrdiff_t>(i), '"') % 2 == 1;
+    for (; i < t.size(); ++i) {
+        if (t[i] == '"') {
+            quoted = !quoted;
+        } else if (!quoted && lineEndAt(t, i) != 0) {
+            while (i < t.size()) {
+                std::size_t len = lineEndAt(t, i);
+                if (len == 0) break;
+                i += len;
+            }
+            return i < t.size() ? i : std::string_view::npos;
+        }
+    }
+    return std::string_view::npos;
+}
+
+}  // namespace
+
 CsvVerification verifyCsv(std::string_view bytes, const Value& document, const Environment& env,
-                          const std::string& decimalSeparator) {
+                          const std::string& decimalSeparator, std::size_t twoPartsFrom) {
     CsvVerification out;
     std::string storage;
     std::optional<std::string_view> text = decodeCsvText(bytes, storage);
     if (!text) return out;  // "CSV File Empty?"
 
-    std::unordered_map<std::string_view, int> meters;  // the first meter of each name
+    MeterNames meters;
     if (const Array* list = metersOf(document)) {
         for (std::size_t i = 0; i < list->size(); ++i) {
             const Value* name = (*list)[i].find("name");
@@ -477,78 +610,60 @@ CsvVerification verifyCsv(std::string_view bytes, const Value& document, const E
         }
     }
     out.rows.reserve(std::min<std::size_t>(text->size() / 40, std::size_t{1} << 20));  // about 40 bytes a row
-    CsvDateReader dates(env);
-    CsvDateReader::Format format = CsvDateReader::Seconds;
-    bool first = true;  // the first line that is not empty may be a header
-    auto stop = [&](const char* pattern) {
-        out.outcome = CsvVerification::Outcome::Corrupt;
-        out.message = fill(tr(pattern), {std::to_string(out.rows.size() + 1)});
-        return false;
+
+    // The lines up to the first accepted row settle the date format and the header line. After them
+    // every line is verified alike, so a large rest is verified in two parts at once.
+    RowVerifier head(meters, env, decimalSeparator, out.rows);
+    head.stopAfterARow = true;
+    auto handler = [](RowVerifier& v) {
+        return [&v](std::vector<std::string_view>& fields) { return v.line(fields); };
     };
-    std::string_view lastName;  // rows of one meter follow each other: its name is looked up once
-    int lastMeter = -1;
-    CsvStop end = tokenizeCsv(*text, [&](std::vector<std::string_view>& f) {
-        // Empty columns after the fifth are ignored.
-        while (f.size() >= 6 && f[5].empty())
-            f.erase(f.begin() + 5);
-        if (f.size() != 5) return stop("Row %lu, incorrect column count (should be 5)");
-        if (std::all_of(f.begin(), f.end(), [](std::string_view s) { return s.empty(); })) return true;
-        std::optional<Date> date = dates.read(f[1], format);
-        if (!date && out.rows.empty()) {
-            // Until a row is accepted, a failing format gives way to the shorter ones, and the last
-            // one tried stays.
-            format = CsvDateReader::Minutes;
-            date = dates.read(f[1], format);
-            if (!date) {
-                format = CsvDateReader::DateOnly;
-                date = dates.read(f[1], format);
-            }
+    std::size_t resume = 0;
+    CsvStop end = tokenizeCsv(*text, handler(head), &resume);
+    head.stopAfterARow = false;
+    std::vector<ImportRow> secondRows;
+    std::optional<RowVerifier> second;
+    if (end == CsvStop::Stopped && !head.failed()) {
+        const std::string_view rest = text->substr(resume);
+        const std::size_t split = rest.size() >= twoPartsFrom && std::thread::hardware_concurrency() > 1
+                                      ? splitPoint(rest)
+                                      : std::string_view::npos;
+        if (split == std::string_view::npos) {
+            end = tokenizeCsv(rest, handler(head));
+        } else {
+            second.emplace(meters, env, decimalSeparator, secondRows);
+            second->continueAfter(head);
+            secondRows.reserve(out.rows.capacity() / 2);
+            std::exception_ptr thrown;
+            CsvStop secondEnd = CsvStop::End;
+            std::thread worker([&] {
+                try {
+                    secondEnd = tokenizeCsv(rest.substr(split), handler(*second));
+                } catch (...) {
+                    thrown = std::current_exception();
+                }
+            });
+            end = tokenizeCsv(rest.substr(0, split), handler(head));
+            worker.join();
+            if (thrown) std::rethrow_exception(thrown);
+            second->ended(secondEnd);
         }
-        if (!date) {
-            if (first) {
-                first = false;
-                return true;  // the header line
-            }
-            return stop("Row %lu, invalid date format");
-        }
-        first = false;
-        ImportRow row;
-        row.date = *date;
-        static const char* const kInvalid[3] = {"Row %lu, invalid reading 1", "Row %lu, invalid reading 2",
-                                                "Row %lu, invalid reading 3"};
-        for (int k = 0; k < 3; ++k) {
-            std::optional<double> v =
-                f[static_cast<std::size_t>(k + 2)].empty()
-                    ? std::nullopt
-                    : leadingNumber(f[static_cast<std::size_t>(k + 2)], decimalSeparator);
-            if (!v) return stop(kInvalid[k]);
-            row.reading[k] = *v;
-        }
-        if (lastMeter < 0 || f[0] != lastName) {
-            auto meter = meters.find(f[0]);
-            if (meter == meters.end()) return stop("Row %lu, meter not found");
-            lastMeter = meter->second;
-            lastName = meter->first;
-        }
-        row.meter = lastMeter;
-        out.rows.push_back(row);
-        return true;
-    });
-    if (end == CsvStop::FieldTooLong || end == CsvStop::LineTooLong) {
-        out.outcome = CsvVerification::Outcome::Corrupt;
-        out.message = fill(tr(end == CsvStop::FieldTooLong ? "Row %lu, a field is longer than 64 KB"
-                                                           : "Row %lu, a line is longer than 1 MB"),
-                           {std::to_string(out.rows.size() + 1)});
     }
-    if (out.outcome == CsvVerification::Outcome::Corrupt) {
+    head.ended(end);
+
+    if (head.failed() || (second && second->failed())) {
+        out.outcome = CsvVerification::Outcome::Corrupt;
+        out.message = head.failed() ? head.message(0) : second->message(out.rows.size());
         out.rows.clear();
         return out;
     }
+    out.rows.insert(out.rows.end(), secondRows.begin(), secondRows.end());
     out.outcome = out.rows.empty() ? CsvVerification::Outcome::Empty : CsvVerification::Outcome::Verified;
     return out;
 }
 
 void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
+    constexpr std::size_t kTwoThreadMergeRows = 50000;
     Array* list = metersOf(document);
     if (!list) return;
     // Rows by meter, newest first; of rows with the same date the last in the file wins, as if each
@@ -582,8 +697,12 @@ void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
         auto values = [](const ImportRow& r) {
             return Value(Array{r.reading[0], r.reading[1], r.reading[2]});
         };
+        // The new readings are first left as places in merged, noted in fresh (their rows, compacted
+        // into incoming, in the same order), and made afterwards: on two threads when there are many.
         Array merged;
         merged.reserve(existing.size() + incoming.size());
+        std::vector<std::uint32_t> fresh;
+        fresh.reserve(incoming.size());
         std::size_t e = 0;
         for (std::size_t k = 0; k < incoming.size(); ++k) {
             // The last row of a run of equal dates is the one that stays.
@@ -608,15 +727,42 @@ void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
                 }
                 merged.push_back(std::move(existing[e++]));
             } else {
-                Value::Dictionary reading;
-                reading.reserve(2);
-                reading.push_back(Value::Entry{dateKey, Value(row.date)});  // keys in order
-                reading.push_back(Value::Entry{readingKey, values(row)});
-                merged.push_back(Value(std::move(reading)));
+                incoming[fresh.size()] = &row;  // never past k
+                fresh.push_back(static_cast<std::uint32_t>(merged.size()));
+                merged.emplace_back();
             }
         }
         while (e < existing.size())
             merged.push_back(std::move(existing[e++]));
+        auto make = [&](std::size_t from, std::size_t to) {
+            for (std::size_t j = from; j < to; ++j) {
+                const ImportRow& row = *incoming[j];
+                Value::Dictionary reading;
+                reading.reserve(2);
+                reading.push_back(Value::Entry{dateKey, Value(row.date)});  // keys in order
+                reading.push_back(Value::Entry{readingKey, values(row)});
+                merged[fresh[j]] = Value(std::move(reading));
+            }
+        };
+        const std::size_t half =
+            fresh.size() >= kTwoThreadMergeRows && std::thread::hardware_concurrency() > 1 ? fresh.size() / 2
+                                                                                           : fresh.size();
+        if (half < fresh.size()) {
+            // Each thread writes its own elements of merged.
+            std::exception_ptr thrown;
+            std::thread worker([&] {
+                try {
+                    make(half, fresh.size());
+                } catch (...) {
+                    thrown = std::current_exception();
+                }
+            });
+            make(0, half);
+            worker.join();
+            if (thrown) std::rethrow_exception(thrown);
+        } else {
+            make(0, fresh.size());
+        }
         existing = std::move(merged);
     }
 }

@@ -151,6 +151,56 @@ TEST_F(CsvImport, EachRowMessage) {
     EXPECT_EQ(verify("Gas,05/03/2024,1,0,0\nGas,06/03/2024,2,0,0\n").alert(5).message, "2 readings");
 }
 
+TEST_F(CsvImport, TwoPartsAtOnceGiveWhatOnePassGives) {
+    // Files of varied lines, verified in one pass and with the rest split in two however short it is:
+    // quoted line ends and doubled quotes near the split, the line ends of every kind, a header, and
+    // bad rows early, late or nowhere.
+    const std::vector<std::string> good = {
+        "Gas,05/03/2024 10:00:00,1.5,0,0",
+        "\"Gas\",06/03/2024 11:00:00,2,0,0",
+        "Electricity,07/03/2024 12:00:00,3,1,0",
+        "\"Gas\",\"08/03/2024 13:00:00\",\"4\",0,0",
+        ",,,,,",
+        "Gas,10/03/2024 15:00:00,\"7\n\",0,0",  // a reading is its leading number
+        "Gas,11/03/2024 16:00:00,\"8\"\"\r\n\n\",0,0",
+        "Gas,09/03/2024 14:00:00,5,0,0,,",
+    };
+    const std::vector<std::string> bad = {
+        "Gas,not a date,1,0,0",
+        "Nobody,05/03/2024 10:00:00,1,0,0",
+        "Gas,05/03/2024 10:00:00,1,0",
+        "\"Gas\nupstairs\",05/03/2024 10:00:00,1,0,0",
+        "\"say \"\"hi\"\"\nthere\",1,2,3,4",
+    };
+    const std::vector<std::string> ends = {"\n", "\r\n", "\n\n", "\r", "\xC2\x85", "\xE2\x80\xA8"};
+    std::mt19937 random(11);
+    int corrupt = 0, verified = 0;
+    for (int file = 0; file < 400; ++file) {
+        std::string text = random() % 3 == 0 ? "Meter,Date,R1,R2,R3\n" : "";
+        const int lines = 1 + static_cast<int>(random() % 40);
+        for (int k = 0; k < lines; ++k) {
+            text += random() % 100 == 0 ? bad[random() % bad.size()] : good[random() % good.size()];
+            text += ends[random() % ends.size()];
+        }
+        if (random() % 4 == 0 && static_cast<unsigned char>(text.back()) < 0x80)
+            text.pop_back();  // sometimes without the last line end
+        CsvVerification one = verifyCsv(text, app_.settings(), app_.environment(), ".", SIZE_MAX);
+        CsvVerification two = verifyCsv(text, app_.settings(), app_.environment(), ".", 0);
+        ASSERT_EQ(one.outcome, two.outcome) << text;
+        ASSERT_EQ(one.message, two.message) << text;
+        ASSERT_EQ(one.rows.size(), two.rows.size()) << text;
+        for (std::size_t r = 0; r < one.rows.size(); ++r) {
+            ASSERT_EQ(one.rows[r].meter, two.rows[r].meter) << text;
+            ASSERT_EQ(one.rows[r].date, two.rows[r].date) << text;
+            ASSERT_EQ(one.rows[r].reading[0], two.rows[r].reading[0]) << text;
+        }
+        corrupt += one.outcome == CsvVerification::Outcome::Corrupt;
+        verified += one.outcome == CsvVerification::Outcome::Verified;
+    }
+    EXPECT_GT(corrupt, 50);  // both kinds of file were met
+    EXPECT_GT(verified, 50);
+}
+
 TEST_F(CsvImport, ReadingsReadExactly) {
     // Plain decimals take a quicker road than the general reader: both give the same doubles.
     std::mt19937_64 random(11);
@@ -194,6 +244,31 @@ TEST_F(CsvImport, TheDateFormatsInTheirOrder) {
     // A quoted name with a comma is one field.
     meter(1).set("name", "Gas, upstairs");
     EXPECT_EQ(verify("\"Gas, upstairs\",05/03/2024,1,0,0\n").rows.at(0).meter, 1);
+}
+
+TEST_F(CsvImport, ALargeMergeEqualsMergingInSmallSteps) {
+    // Enough rows for the new readings to be made on two threads, in shuffled date order, with dates
+    // that repeat and dates the meter already has; merged at once and in small steps (one thread).
+    Array& readings = *arrayOf(meter(0), "readings");
+    for (int day = 100; day > 0; --day)
+        readings.push_back(Value::makeDictionary({{"date", Date{700000000.0 + 86400.0 * day * 7}},
+                                                  {"reading", Value(Array{1.0 * day, 0.0, 0.0})}}));
+    std::mt19937 random(3);
+    std::vector<ImportRow> rows(150000);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        rows[i].meter = static_cast<int>(random() % 2);
+        rows[i].date = Date{700000000.0 + 3600.0 * static_cast<double>(random() % 150000)};
+        rows[i].reading[0] = static_cast<double>(i);
+    }
+    Value atOnce = app_.settings();
+    mergeRows(atOnce, rows);
+    Value inSteps = app_.settings();
+    for (std::size_t from = 0; from < rows.size(); from += 7000)
+        mergeRows(inSteps, std::vector<ImportRow>(rows.begin() + static_cast<std::ptrdiff_t>(from),
+                                                  rows.begin() + static_cast<std::ptrdiff_t>(
+                                                                     std::min(rows.size(), from + 7000))));
+    EXPECT_GT(arrayOf((*metersOf(atOnce))[0], "readings")->size(), 50000u);
+    EXPECT_TRUE(atOnce == inSteps);
 }
 
 TEST_F(CsvImport, MergeReplacesTheSameDateAndKeepsTheOrder) {
