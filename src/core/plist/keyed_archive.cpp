@@ -1,8 +1,11 @@
 #include "plist/keyed_archive.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstring>
+#include <exception>
+#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -17,6 +20,8 @@ constexpr std::string_view kMagic = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
 constexpr unsigned kRefSize = 4;  // object references of the archives written here
 constexpr std::uint32_t kNone = ~std::uint32_t{0};
+// Archives of this many objects or more have their meters decoded on two threads.
+constexpr std::uint64_t kTwoThreadObjects = 20000;
 
 unsigned bytesFor(std::uint64_t v) {
     return v <= 0xFF ? 1 : v <= 0xFFFF ? 2 : v <= 0xFFFFFFFF ? 4 : 8;
@@ -716,12 +721,68 @@ private:
         std::uint64_t n = 0, p = 0;
         if (m.objects == kNone || !refs(m.objects, 0xA, n, p)) return fail("an array without NS.objects");
         Array items(n);
-        for (std::uint64_t i = 0; i < n; ++i) {
-            std::uint64_t v = 0;
-            if (!uid(refAt(p, i), v) || !decode(v, depth + 1, items[i])) return false;
+        if (depth == 1 && n >= 2 && count_ >= kTwoThreadObjects && holdsObjects(p) &&
+            std::thread::hardware_concurrency() > 1) {
+            if (!itemsOnTwoThreads(n, p, depth, items)) return false;
+        } else {
+            for (std::uint64_t i = 0; i < n; ++i) {
+                std::uint64_t v = 0;
+                if (!uid(refAt(p, i), v) || !decode(v, depth + 1, items[i])) return false;
+            }
         }
         out = Value(std::move(items));
         return true;
+    }
+
+    // Whether an array's first item is an archive object (a meter, say) rather than a plain value.
+    bool holdsObjects(std::uint64_t p) {
+        std::uint64_t v = 0, index = 0, pos = 0;
+        std::string saved = error_;
+        bool object =
+            uid(refAt(p, 0), v) && archiveObject(v, index) && offsetOf(index, pos) && data_[pos] >> 4 == 0xD;
+        error_ = saved;  // the items' own decoding reports what is wrong with them
+        return object;
+    }
+
+    // The items of a large array just under the root (the meters, which hold nearly all of a
+    // document) decoded by two readers at once, each taking the next item until none is left. The
+    // second reader has caches of its own and half of what remains of the unfolding limits. Of items
+    // that fail, the first one's error is told, as one reader would have told it.
+    bool itemsOnTwoThreads(std::uint64_t n, std::uint64_t p, int depth, Array& items) {
+        ArchiveReader other(*this);
+        values_ /= 2;
+        containers_ /= 2;
+        other.values_ = values_;
+        other.containers_ = containers_;
+        std::atomic<std::uint64_t> next{0}, firstFailure{n};
+        auto work = [&](ArchiveReader& reader) {
+            for (;;) {
+                const std::uint64_t i = next.fetch_add(1);
+                if (i >= n || i > firstFailure.load()) return n;
+                std::uint64_t v = 0;
+                if (!reader.uid(reader.refAt(p, i), v) || !reader.decode(v, depth + 1, items[i])) {
+                    std::uint64_t seen = firstFailure.load();
+                    while (i < seen && !firstFailure.compare_exchange_weak(seen, i)) {
+                    }
+                    return i;
+                }
+            }
+        };
+        std::uint64_t failedThere = n;
+        std::exception_ptr thrown;
+        std::thread worker([&] {
+            try {
+                failedThere = work(other);
+            } catch (...) {
+                thrown = std::current_exception();
+            }
+        });
+        const std::uint64_t failedHere = work(*this);
+        worker.join();
+        if (thrown) std::rethrow_exception(thrown);
+        if (failedHere == n && failedThere == n) return true;
+        if (failedThere < failedHere) error_ = other.error_;
+        return false;
     }
 
     const std::uint8_t* data_;

@@ -17,6 +17,8 @@ inline std::uint64_t readBigEndian(const std::uint8_t* p, std::size_t n) {
             return p[0];
         case 2:
             return std::uint64_t{p[0]} << 8 | p[1];
+        case 3:  // references and offsets of files with tens of thousands of objects
+            return std::uint64_t{p[0]} << 16 | std::uint64_t{p[1]} << 8 | p[2];
         case 4: {
             std::uint32_t v;
             std::memcpy(&v, p, 4);
