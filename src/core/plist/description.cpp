@@ -4,12 +4,15 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <exception>
+#include <thread>
 
 namespace numbrel {
 
 namespace {
 
 constexpr std::size_t kChunk = 1 << 16;
+constexpr std::size_t kTwoThreadWeight = 20000;
 constexpr char kHex[] = "0123456789abcdef";
 
 // Writes the description into a byte buffer through a cursor; room is made once per token rather
@@ -98,7 +101,11 @@ public:
             }
             quoted(e.key.view());
             ch('=');
-            value(e.value);
+            if (heavy(e.value)) {
+                arrayOnTwoThreads(e.value.array());
+            } else {
+                value(e.value);
+            }
             ch(';');
             spill();
         }
@@ -116,6 +123,53 @@ public:
     }
 
 private:
+    // An array whose elements hold many values between them (the meters of a household with years
+    // of readings), worth a second thread.
+    static bool heavy(const Value& v) {
+        if (!v.isArray() || v.array().size() < 2) return false;
+        std::size_t weight = 0;
+        for (const Value& element : v.array())
+            if (element.isDictionary())
+                for (const auto& e : element.dictionary())
+                    weight += e.value.size();
+        return weight >= kTwoThreadWeight;
+    }
+
+    // The same text as value(array): the second half of the elements is described on another thread
+    // into a text of its own while this one describes the first half, and handed over after it.
+    void arrayOnTwoThreads(const Array& items) {
+        const std::size_t half = items.size() / 2;
+        std::string later;
+        std::exception_ptr thrown;
+        std::thread worker([&] {
+            try {
+                Describer d(later, nullptr);
+                for (std::size_t i = half; i < items.size(); ++i) {
+                    d.ch(',');
+                    d.value(items[i]);
+                }
+                d.ch(')');
+                d.finish();
+            } catch (...) {
+                thrown = std::current_exception();
+            }
+        });
+        ch('(');
+        for (std::size_t i = 0; i < half; ++i) {
+            if (i) ch(',');
+            value(items[i]);
+            spill();
+        }
+        worker.join();
+        if (thrown) std::rethrow_exception(thrown);
+        if (consume_) {
+            flush();
+            (*consume_)(later);
+        } else {
+            literal(later);
+        }
+    }
+
     char* room(std::size_t bytes) {
         if (used_ + bytes > out_.size()) out_.resize(std::max(2 * out_.size(), used_ + bytes + 256));
         return out_.data() + used_;

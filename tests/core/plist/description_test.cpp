@@ -79,24 +79,26 @@ namespace numbrel {
 namespace {
 
 TEST(Description, OnePassForTwoConsumers) {
-    // Big enough to be handed over in several pieces, with skipped entries between kept ones.
+    // Big enough to be handed over in several pieces and to be described on two threads, with skipped
+    // entries (a big one among them) between kept ones.
     Array big;
-    for (int i = 0; i < 20000; ++i)
+    for (int i = 0; i < 20001; ++i)
         big.push_back(
             Value::makeDictionary({{"date", Date{i * 86400.0}}, {"reading", Value(Array{i * 0.5, 0.0})}}));
     Value doc = Value::makeDictionary({{"a", 1},
                                        {"filename", "x.bak"},
+                                       {"graph", Value(big)},
                                        {"meter", 2},
                                        {"settings", Value(big)},
                                        {"tips", true},
                                        {"z", "end"}});
     std::string all, filtered;
     streamDescription(
-        doc, {"filename", "meter", "tips"}, [&](std::string_view p) { all += p; },
+        doc, {"filename", "graph", "meter", "tips"}, [&](std::string_view p) { all += p; },
         [&](std::string_view p) { filtered += p; });
     EXPECT_EQ(all, description(doc));
     std::string expected;
-    appendDescription(expected, doc, {"filename", "meter", "tips"});
+    appendDescription(expected, doc, {"filename", "graph", "meter", "tips"});
     EXPECT_EQ(filtered, expected);
 }
 
