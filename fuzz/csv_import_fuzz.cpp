@@ -4,9 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <string_view>
 
 #include "exchange/csv_import.h"
+#include "plist/paired_work.h"
 #include "store/document.h"
 #include "store/environment.h"
 
@@ -26,6 +28,15 @@ Value document() {
 }
 
 }  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    // Paired work done in turn: the halves are split as they would be for two threads, repeatably.
+    installPairRunner([](const std::function<void()>& first, const std::function<void()>& second) {
+        first();
+        second();
+    });
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const Environment env("en_GB", "Europe/London", fixedClock(Date{815000000.0}));

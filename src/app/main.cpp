@@ -13,6 +13,7 @@
 #include <iostream>
 
 #include "app_services.h"
+#include "platform/worker_thread.h"
 #include "plist/date_text.h"
 #include "store/preferences_store.h"
 #include "ui_test.h"
@@ -34,6 +35,7 @@ void countProblems(QtMsgType type, const QMessageLogContext& context, const QStr
 int main(int argc, char** argv) {
     QElapsedTimer sinceStart;
     sinceStart.start();
+    numbrel::useWorkerThread();
     QGuiApplication application(argc, argv);
     QGuiApplication::setApplicationName("numbrel");
     QGuiApplication::setApplicationDisplayName("Numbrel");

@@ -7,14 +7,13 @@
 #include <cmath>
 #include <cstring>
 #include <deque>
-#include <exception>
-#include <thread>
 #include <unordered_map>
 
 #include <unicode/basictz.h>
 #include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
 
+#include "plist/paired_work.h"
 #include "plist/utf.h"
 #include "store/document.h"
 #include "store/environment.h"
@@ -625,27 +624,17 @@ CsvVerification verifyCsv(std::string_view bytes, const Value& document, const E
     std::optional<RowVerifier> second;
     if (end == CsvStop::Stopped && !head.failed()) {
         const std::string_view rest = text->substr(resume);
-        const std::size_t split = rest.size() >= twoPartsFrom && std::thread::hardware_concurrency() > 1
-                                      ? splitPoint(rest)
-                                      : std::string_view::npos;
+        const std::size_t split =
+            rest.size() >= twoPartsFrom && pairRunnerInstalled() ? splitPoint(rest) : std::string_view::npos;
         if (split == std::string_view::npos) {
             end = tokenizeCsv(rest, handler(head));
         } else {
             second.emplace(meters, env, decimalSeparator, secondRows);
             second->continueAfter(head);
             secondRows.reserve(out.rows.capacity() / 2);
-            std::exception_ptr thrown;
             CsvStop secondEnd = CsvStop::End;
-            std::thread worker([&] {
-                try {
-                    secondEnd = tokenizeCsv(rest.substr(split), handler(*second));
-                } catch (...) {
-                    thrown = std::current_exception();
-                }
-            });
-            end = tokenizeCsv(rest.substr(0, split), handler(head));
-            worker.join();
-            if (thrown) std::rethrow_exception(thrown);
+            runPair([&] { end = tokenizeCsv(rest.substr(0, split), handler(head)); },
+                    [&] { secondEnd = tokenizeCsv(rest.substr(split), handler(*second)); });
             second->ended(secondEnd);
         }
     }
@@ -663,7 +652,7 @@ CsvVerification verifyCsv(std::string_view bytes, const Value& document, const E
 }
 
 void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
-    constexpr std::size_t kTwoThreadMergeRows = 50000;
+    constexpr std::size_t kTwoPieceMergeRows = 50000;
     Array* list = metersOf(document);
     if (!list) return;
     // Rows by meter, newest first; of rows with the same date the last in the file wins, as if each
@@ -698,7 +687,7 @@ void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
             return Value(Array{r.reading[0], r.reading[1], r.reading[2]});
         };
         // The new readings are first left as places in merged, noted in fresh (their rows, compacted
-        // into incoming, in the same order), and made afterwards: on two threads when there are many.
+        // into incoming, in the same order), and made afterwards: in two pieces when there are many.
         Array merged;
         merged.reserve(existing.size() + incoming.size());
         std::vector<std::uint32_t> fresh;
@@ -744,22 +733,10 @@ void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
                 merged[fresh[j]] = Value(std::move(reading));
             }
         };
-        const std::size_t half =
-            fresh.size() >= kTwoThreadMergeRows && std::thread::hardware_concurrency() > 1 ? fresh.size() / 2
-                                                                                           : fresh.size();
-        if (half < fresh.size()) {
-            // Each thread writes its own elements of merged.
-            std::exception_ptr thrown;
-            std::thread worker([&] {
-                try {
-                    make(half, fresh.size());
-                } catch (...) {
-                    thrown = std::current_exception();
-                }
-            });
-            make(0, half);
-            worker.join();
-            if (thrown) std::rethrow_exception(thrown);
+        if (fresh.size() >= kTwoPieceMergeRows && pairRunnerInstalled()) {
+            // Each piece writes its own elements of merged.
+            const std::size_t half = fresh.size() / 2;
+            runPair([&] { make(0, half); }, [&] { make(half, fresh.size()); });
         } else {
             make(0, fresh.size());
         }

@@ -76,7 +76,7 @@ struct CsvVerification {
 
 // Verifies a whole file against the document's meters (matched by exact name). Readings are read with
 // the locale's decimal separator. Past its first accepted row a file of twoPartsFrom bytes or more
-// is verified in two halves on two threads, with the same outcome as in one pass.
+// is verified in two halves as paired work, with the same outcome as in one pass.
 inline constexpr std::size_t kCsvTwoPartsBytes = 1024 * 1024;
 CsvVerification verifyCsv(std::string_view bytes, const Value& document, const Environment& env,
                           const std::string& decimalSeparator, std::size_t twoPartsFrom = kCsvTwoPartsBytes);

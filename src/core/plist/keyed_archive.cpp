@@ -4,11 +4,10 @@
 #include <atomic>
 #include <bit>
 #include <cstring>
-#include <exception>
-#include <thread>
 #include <unordered_map>
 #include <vector>
 
+#include "plist/paired_work.h"
 #include "plist/plist_objects.h"
 #include "plist/utf.h"
 
@@ -20,8 +19,8 @@ constexpr std::string_view kMagic = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
 constexpr unsigned kRefSize = 4;  // object references of the archives written here
 constexpr std::uint32_t kNone = ~std::uint32_t{0};
-// Archives of this many objects or more have their meters decoded on two threads.
-constexpr std::uint64_t kTwoThreadObjects = 20000;
+// Archives of this many objects or more have their meters decoded by two readers.
+constexpr std::uint64_t kTwoReaderObjects = 20000;
 
 unsigned bytesFor(std::uint64_t v) {
     return v <= 0xFF ? 1 : v <= 0xFFFF ? 2 : v <= 0xFFFFFFFF ? 4 : 8;
@@ -721,9 +720,8 @@ private:
         std::uint64_t n = 0, p = 0;
         if (m.objects == kNone || !refs(m.objects, 0xA, n, p)) return fail("an array without NS.objects");
         Array items(n);
-        if (depth == 1 && n >= 2 && count_ >= kTwoThreadObjects && holdsObjects(p) &&
-            std::thread::hardware_concurrency() > 1) {
-            if (!itemsOnTwoThreads(n, p, depth, items)) return false;
+        if (depth == 1 && n >= 2 && count_ >= kTwoReaderObjects && pairRunnerInstalled() && holdsObjects(p)) {
+            if (!itemsByTwoReaders(n, p, depth, items)) return false;
         } else {
             for (std::uint64_t i = 0; i < n; ++i) {
                 std::uint64_t v = 0;
@@ -745,10 +743,10 @@ private:
     }
 
     // The items of a large array just under the root (the meters, which hold nearly all of a
-    // document) decoded by two readers at once, each taking the next item until none is left. The
-    // second reader has caches of its own and half of what remains of the unfolding limits. Of items
-    // that fail, the first one's error is told, as one reader would have told it.
-    bool itemsOnTwoThreads(std::uint64_t n, std::uint64_t p, int depth, Array& items) {
+    // document) decoded by two readers as paired work, each taking the next item until none is left.
+    // The second reader has caches of its own and half of what remains of the unfolding limits. Of
+    // items that fail, the first one's error is told, as one reader would have told it.
+    bool itemsByTwoReaders(std::uint64_t n, std::uint64_t p, int depth, Array& items) {
         ArchiveReader other(*this);
         values_ /= 2;
         containers_ /= 2;
@@ -768,18 +766,8 @@ private:
                 }
             }
         };
-        std::uint64_t failedThere = n;
-        std::exception_ptr thrown;
-        std::thread worker([&] {
-            try {
-                failedThere = work(other);
-            } catch (...) {
-                thrown = std::current_exception();
-            }
-        });
-        const std::uint64_t failedHere = work(*this);
-        worker.join();
-        if (thrown) std::rethrow_exception(thrown);
+        std::uint64_t failedHere = n, failedThere = n;
+        runPair([&] { failedHere = work(*this); }, [&] { failedThere = work(other); });
         if (failedHere == n && failedThere == n) return true;
         if (failedThere < failedHere) error_ = other.error_;
         return false;

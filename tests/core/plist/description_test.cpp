@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <charconv>
+#include <cmath>
 #include <cstdlib>
 #include <random>
 
@@ -39,6 +41,34 @@ TEST(Description, DoublesReadBackExactly) {
     EXPECT_EQ(shortestDouble(0.1), "0.1");
     EXPECT_EQ(shortestDouble(100.0, true), "100.0");
     EXPECT_EQ(shortestDouble(1e21, true), "1e+21");
+}
+
+TEST(Description, NumbersWithFewDecimalsAreWrittenAsTheShortestFormWritesThem) {
+    // Readings, rates and factors take a quicker path that must give the text of the shortest form
+    // (which the descriptions of stored backups were made with): digits over a power of ten of every
+    // size, near the switch to exponent notation and near the limits of exactness, both signs.
+    std::mt19937_64 random(5);
+    auto expected = [](double d) {
+        char text[40];
+        char* end = std::to_chars(text, text + sizeof text, d).ptr;
+        std::string s(text, end);
+        if (s.find_first_of(".e") == std::string::npos) s += ".0";
+        return s;
+    };
+    static const double kPowers[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+    for (int i = 0; i < 200000; ++i) {
+        const int digits = 1 + static_cast<int>(random() % 16);
+        std::uint64_t m = random() % static_cast<std::uint64_t>(std::pow(10.0, digits));
+        double d = static_cast<double>(m) / kPowers[random() % 10];
+        if (random() % 2) d = -d;
+        if (d == std::trunc(d)) continue;  // whole numbers have their own path
+        ASSERT_EQ(shortestDouble(d, true), expected(d)) << m;
+        const double next = std::nextafter(d, 2 * d);  // a neighbour that is no short decimal
+        ASSERT_EQ(shortestDouble(next, true), expected(next));
+    }
+    for (double d :
+         {0.001, 0.0015, 0.000999, 0.0125, 0.005, 0.05, 999999999.5, 1e9 + 0.5, 0.1 + 0.2, 1.0 / 3})
+        EXPECT_EQ(shortestDouble(d, true), expected(d)) << d;
 }
 
 TEST(Description, SkipsOnlyTopLevelKeys) {
