@@ -5,15 +5,15 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <exception>
-#include <thread>
+
+#include "plist/paired_work.h"
 
 namespace numbrel {
 
 namespace {
 
 constexpr std::size_t kChunk = 1 << 16;
-constexpr std::size_t kTwoThreadWeight = 20000;
+constexpr std::size_t kTwoPieceWeight = 20000;
 constexpr char kHex[] = "0123456789abcdef";
 
 // Writes the description into a byte buffer through a cursor; room is made once per token rather
@@ -103,7 +103,7 @@ public:
             quoted(e.key.view());
             ch('=');
             if (heavy(e.value)) {
-                arrayOnTwoThreads(e.value.array());
+                arrayInTwoPieces(e.value.array());
             } else {
                 value(e.value);
             }
@@ -125,44 +125,40 @@ public:
 
 private:
     // An array whose elements hold many values between them (the meters of a household with years
-    // of readings), worth a second thread.
+    // of readings), worth describing in two pieces.
     static bool heavy(const Value& v) {
-        if (!v.isArray() || v.array().size() < 2) return false;
+        if (!pairRunnerInstalled() || !v.isArray() || v.array().size() < 2) return false;
         std::size_t weight = 0;
         for (const Value& element : v.array())
             if (element.isDictionary())
                 for (const auto& e : element.dictionary())
                     weight += e.value.size();
-        return weight >= kTwoThreadWeight;
+        return weight >= kTwoPieceWeight;
     }
 
-    // The same text as value(array): the second half of the elements is described on another thread
-    // into a text of its own while this one describes the first half, and handed over after it.
-    void arrayOnTwoThreads(const Array& items) {
-        const std::size_t half = items.size() / 2;
+    // The same text as value(array), made as paired work: the first half of the elements described
+    // here as usual, the second half into a text of its own, handed over after the first.
+    void arrayInTwoPieces(const Array& items) {
+        const std::size_t split = items.size() / 2;
         std::string later;
-        std::exception_ptr thrown;
-        std::thread worker([&] {
-            try {
-                Describer d(later, nullptr);
-                for (std::size_t i = half; i < items.size(); ++i) {
-                    d.ch(',');
-                    d.value(items[i]);
-                }
-                d.ch(')');
-                d.finish();
-            } catch (...) {
-                thrown = std::current_exception();
+        auto first = [&] {
+            ch('(');
+            for (std::size_t i = 0; i < split; ++i) {
+                if (i) ch(',');
+                value(items[i]);
+                spill();
             }
-        });
-        ch('(');
-        for (std::size_t i = 0; i < half; ++i) {
-            if (i) ch(',');
-            value(items[i]);
-            spill();
-        }
-        worker.join();
-        if (thrown) std::rethrow_exception(thrown);
+        };
+        auto second = [&] {
+            Describer d(later, nullptr);
+            for (std::size_t i = split; i < items.size(); ++i) {
+                d.ch(',');
+                d.value(items[i]);
+            }
+            d.ch(')');
+            d.finish();
+        };
+        runPair(first, second);
         if (consume_) {
             flush();
             (*consume_)(later);

@@ -28,7 +28,7 @@ void streamDescription(const Value& value, std::initializer_list<std::string_vie
 
 // One pass for two consumers: the whole description to all, and the description without the
 // top-level entries under skip to filtered (each exactly as streamDescription would give them). A
-// top-level array whose elements hold many values (a household's meters) is described on two threads.
+// top-level array whose elements hold many values (a household's meters) is described as paired work.
 void streamDescription(const Value& dictionary, std::initializer_list<std::string_view> skip,
                        const std::function<void(std::string_view)>& all,
                        const std::function<void(std::string_view)>& filtered);

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <bit>
 #include <cstring>
+#include <memory>
 #include <unordered_map>
 #include <vector>
 
@@ -504,9 +505,10 @@ private:
                 case kObjects: {
                     std::uint64_t n = 0, at = 0;
                     if (!refs(value, 0xA, n, at)) return false;
-                    objects_.resize(n);
+                    auto objects = std::make_shared<std::vector<std::uint64_t>>(n);
                     for (std::uint64_t k = 0; k < n; ++k)
-                        objects_[k] = refAt(at, k);
+                        (*objects)[k] = refAt(at, k);
+                    objects_ = std::move(objects);
                     haveObjects = true;
                     break;
                 }
@@ -523,18 +525,18 @@ private:
         }
         if (!archiver) return fail("not a keyed archive");
         if (!haveObjects || !haveRoot) return fail("a keyed archive without $objects or root");
-        state_.assign(objects_.size(), 0);
-        classes_.assign(objects_.size(), kNoClass);
-        keyIndex_.assign(objects_.size(), -1);
-        containers_ = 4 * objects_.size() + 4096;
-        values_ = 64 * objects_.size() + 4096;
+        state_.assign(objects_->size(), 0);
+        classes_.assign(objects_->size(), kNoClass);
+        keyIndex_.assign(objects_->size(), -1);
+        containers_ = 4 * objects_->size() + 4096;
+        values_ = 64 * objects_->size() + 4096;
         return true;
     }
 
     bool archiveObject(std::uint64_t uid, std::uint64_t& index) {
-        if (uid >= objects_.size()) return fail("a reference points past the objects");
+        if (uid >= objects_->size()) return fail("a reference points past the objects");
         if (uid == 0) return fail("a value is $null");
-        index = objects_[uid];
+        index = (*objects_)[uid];
         if (index >= count_) return fail("object reference out of range");
         return true;
     }
@@ -777,8 +779,9 @@ private:
     std::size_t size_;
     unsigned offsetSize_ = 0, refSize_ = 0;
     std::uint64_t count_ = 0, table_ = 0, root_ = 0;
-    std::vector<std::int8_t> names_;      // by file object
-    std::vector<std::uint64_t> objects_;  // the file object of each archive object
+    std::vector<std::int8_t> names_;  // by file object
+    // The file object of each archive object, shared with a second reader.
+    std::shared_ptr<const std::vector<std::uint64_t>> objects_;
     std::vector<std::uint8_t> state_;     // by archive object: being decoded
     std::vector<std::int8_t> classes_;    // by archive object: the class it names
     std::vector<std::int32_t> keyIndex_;  // by archive object: its key in keys_
