@@ -90,16 +90,8 @@ Value::Value(const Value& other) : type_(other.type_) {
         case Type::Dictionary:
             ::new (&u_.m) Dictionary(other.u_.m);
             break;
-        case Type::Bool:
-            u_.b = other.u_.b;
-            break;
-        case Type::Real:
-        case Type::Date:
-            u_.d = other.u_.d;
-            break;
-        case Type::Integer:
-        case Type::Uid:
-            u_.i = other.u_.i;
+        default:
+            copyScalar(other);
             break;
     }
 }

@@ -124,24 +124,27 @@ private:
                 ::new (&u_.m) Dictionary(std::move(other.u_.m));
                 other.u_.m.~Dictionary();
                 break;
-            case Type::Real:
-            case Type::Date:
-                u_.d = other.u_.d;
-                break;
             case Type::String:
                 u_.s = other.u_.s;
                 break;
             case Type::Data:
                 u_.data = other.u_.data;
                 break;
-            case Type::Bool:
-                u_.b = other.u_.b;
-                break;
             default:
-                u_.i = other.u_.i;
+                copyScalar(other);
                 break;
         }
         other.release();
+    }
+    // Copies other's number, boolean, date or UID (this has other's type already).
+    void copyScalar(const Value& other) noexcept {
+        if (type_ == Type::Bool) {
+            u_.b = other.u_.b;
+        } else if (type_ == Type::Real || type_ == Type::Date) {
+            u_.d = other.u_.d;
+        } else {
+            u_.i = other.u_.i;
+        }
     }
     void release() noexcept {
         type_ = Type::Bool;
