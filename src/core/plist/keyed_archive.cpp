@@ -31,7 +31,11 @@ unsigned bytesFor(std::uint64_t v) {
 // of the file, and the UID of each archive object one more, made the first time it is referenced.
 class ArchiveWriter {
 public:
-    std::string run(const Value& root) {
+    // slotKey, when given, is one more entry of the root dictionary: an integer of its own, always
+    // eight bytes wide, whose place in the text is kept in slot().
+    std::string run(const Value& root, std::string_view slotKey = {}) {
+        root_ = &root;
+        slotKey_ = slotKey;
         // Room for a large household at once: pages that are never written cost nothing.
         out_.reserve(16 << 20);
         offsets_.reserve(1 << 19);
@@ -78,6 +82,9 @@ public:
         return std::move(out_);
     }
 
+    // Where the slot's eight bytes are in the text run() gave.
+    std::size_t slot() const { return slot_; }
+
 private:
     enum ClassKind { kDictionary, kArray, kDate, kData, kClassKinds };
 
@@ -118,11 +125,14 @@ private:
             case Value::Type::Dictionary: {
                 const std::uint32_t self = newUid();
                 const std::size_t base = scratch_.size();
+                const bool slot = &v == root_ && !slotKey_.empty();
                 for (const Value::Entry& e : v.dictionary())
                     scratch_.push_back(stringUid(e.key));
+                if (slot) scratch_.push_back(stringUid(slotKey_));
                 for (const Value::Entry& e : v.dictionary())
                     scratch_.push_back(add(e.value));
-                archive_[self] = container(base, v.dictionary().size(), kDictionary);
+                if (slot) scratch_.push_back(slotUid());
+                archive_[self] = container(base, v.dictionary().size() + (slot ? 1 : 0), kDictionary);
                 return self;
             }
         }
@@ -214,6 +224,17 @@ private:
         archive_.push_back(self);
         classes_[kind] = static_cast<std::uint32_t>(archive_.size() - 1);
         return classes_[kind];
+    }
+
+    // The slot's integer: an archive object shared with no equal number.
+    std::uint32_t slotUid() {
+        const std::uint32_t self = reserve();
+        begin(self);
+        out_ += '\x13';
+        slot_ = out_.size();
+        put(0, 8);
+        archive_.push_back(self);
+        return static_cast<std::uint32_t>(archive_.size() - 1);
     }
 
     std::uint32_t newUid() {
@@ -322,6 +343,9 @@ private:
         out_.append(bytes, n);
     }
 
+    const Value* root_ = nullptr;
+    std::string_view slotKey_;
+    std::size_t slot_ = 0;
     std::string out_;
     std::vector<std::uint64_t> offsets_;  // of every object of the file, by its index
     std::vector<std::uint32_t> archive_;  // the file object of each archive object, by UID
@@ -794,6 +818,20 @@ private:
 
 std::string writeKeyedArchive(const Value& root) {
     return ArchiveWriter().run(root);
+}
+
+SlottedArchive writeKeyedArchive(const Value& root, std::string_view slotKey) {
+    ArchiveWriter writer;
+    SlottedArchive out;
+    out.bytes = writer.run(root, slotKey);
+    out.slot = writer.slot();
+    return out;
+}
+
+void SlottedArchive::fill(std::int64_t value) {
+    for (int i = 0; i < 8; ++i)
+        bytes[slot + static_cast<std::size_t>(i)] =
+            static_cast<char>(static_cast<std::uint64_t>(value) >> (56 - 8 * i));
 }
 
 PlistResult readKeyedArchive(std::string_view bytes) {

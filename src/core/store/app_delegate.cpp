@@ -4,6 +4,7 @@
 #include "plist/description.h"
 #include "plist/keyed_archive.h"
 #include "plist/md5.h"
+#include "plist/paired_work.h"
 #include "store/document.h"
 #include "store/file_ops.h"
 #include "store/validation.h"
@@ -94,15 +95,17 @@ NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& di
     out.name = backupFileName(calendar_, env_.now());
     Value& doc = *settings_;
     doc.set("filename", out.name);
-    DocumentDigests digests = documentDigests(doc);                 // neither counts "hash"
-    doc.set("hash", static_cast<std::int64_t>(digests.hash + 1u));  // wraps at 2^32
-    std::string bytes = writeKeyedArchive(doc);
-    doc.erase("hash");
+    doc.erase("hash");  // only ever in the file
+    // The document is archived while its digests are taken; "hash" goes into the archive's slot.
+    DocumentDigests digests;
+    SlottedArchive archive;
+    runPair([&] { digests = documentDigests(doc); }, [&] { archive = writeKeyedArchive(doc, "hash"); });
+    archive.fill(static_cast<std::int64_t>(digests.hash + 1u));  // wraps at 2^32
     FileOps& ops = FileOps::real();
     if (ops.makeDirectories(directory) != 0) {
         out.error = "cannot create the folder " + directory;
     } else {
-        out.error = writeFileAtomically(ops, directory + "/" + out.name, bytes);
+        out.error = writeFileAtomically(ops, directory + "/" + out.name, archive.bytes);
     }
     md5_ = std::move(digests.fingerprint);
     return out;

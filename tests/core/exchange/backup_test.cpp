@@ -137,6 +137,23 @@ TEST(KeyedArchive, RoundTripsEveryKindOfValue) {
     EXPECT_EQ(back.value, doc);
 }
 
+TEST(KeyedArchive, ASlotIsFilledAfterwardsAndSharesNothing) {
+    // Numbers equal to the slot's placeholder and to what goes in stay as they are.
+    const Value doc = Value::makeDictionary(
+        {{"a", 0}, {"b", 123456789}, {"nested", Value::makeDictionary({{"hash", 0}, {"n", -1}})}});
+    for (std::int64_t filled :
+         {std::int64_t{123456789}, std::int64_t{0}, std::int64_t{-5}, std::int64_t{1} << 40}) {
+        SlottedArchive archive = writeKeyedArchive(doc, "hash");
+        archive.fill(filled);
+        PlistResult back = readKeyedArchive(archive.bytes);
+        ASSERT_TRUE(back.ok()) << back.error;
+        Value expected = doc;
+        expected.set("hash", filled);
+        EXPECT_EQ(back.value, expected) << filled;
+        EXPECT_TRUE(readBinaryPlist(archive.bytes).ok());  // still a well-formed property list
+    }
+}
+
 TEST(KeyedArchive, RefusesWhatNoArchiverWrites) {
     auto error = [](const std::string& bytes) { return readKeyedArchive(bytes).error; };
     EXPECT_EQ(error(archive({"$null", arrayOf({2}, 3), "x", cls("NSArray")})), "");
