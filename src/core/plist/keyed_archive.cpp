@@ -710,16 +710,27 @@ private:
         if (m.keys == kNone || m.objects == kNone || !refs(m.keys, 0xA, nk, kp) ||
             !refs(m.objects, 0xA, nv, vp) || nk != nv)
             return fail("a dictionary whose keys and objects do not pair up");
+        // Dictionaries of the same keys share one NS.keys array (every reading does): its keys are
+        // read once.
+        const std::vector<Key>* known = keysOf(m.keys);
+        if (known && known->size() != nk) known = nullptr;
+        std::vector<Key> names;
         Value::Dictionary entries;
         entries.reserve(nk);
         for (std::uint64_t i = 0; i < nk; ++i) {
             std::uint64_t k = 0, v = 0;
             Key name;
             Value value;
-            if (!uid(refAt(kp, i), k) || !key(k, name)) return false;
+            if (known) {
+                name = (*known)[i];
+            } else {
+                if (!uid(refAt(kp, i), k) || !key(k, name)) return false;
+                names.push_back(name);
+            }
             if (!uid(refAt(vp, i), v) || !decode(v, depth + 1, value)) return false;
             entries.push_back(Value::Entry{std::move(name), std::move(value)});
         }
+        if (!known) rememberKeys(m.keys, std::move(names));
         // Keys come in the writer's order: sorted here, and a repeated key keeps its last value.
         auto before = [](const Value::Entry& a, const Value::Entry& b) { return a.key < b.key; };
         if (!std::is_sorted(entries.begin(), entries.end(), before))
@@ -740,6 +751,21 @@ private:
         }
         out = Value(std::move(unique));
         return true;
+    }
+
+    // The keys of an NS.keys array read before, or null.
+    const std::vector<Key>* keysOf(std::uint64_t array) {
+        if (array == lastKeysArray_) return lastKeys_;
+        auto it = keyLists_.find(array);
+        if (it == keyLists_.end()) return nullptr;
+        lastKeysArray_ = array;
+        lastKeys_ = &it->second;
+        return lastKeys_;
+    }
+    void rememberKeys(std::uint64_t array, std::vector<Key> keys) {
+        auto [it, fresh] = keyLists_.try_emplace(array, std::move(keys));
+        lastKeysArray_ = array;
+        lastKeys_ = &it->second;
     }
 
     bool array(const Members& m, int depth, Value& out) {
@@ -774,6 +800,8 @@ private:
     // items that fail, the first one's error is told, as one reader would have told it.
     bool itemsByTwoReaders(std::uint64_t n, std::uint64_t p, int depth, Array& items) {
         ArchiveReader other(*this);
+        other.lastKeysArray_ = kNoArray;  // its own copy of the key lists, not this reader's
+        other.lastKeys_ = nullptr;
         values_ /= 2;
         containers_ /= 2;
         other.values_ = values_;
@@ -810,6 +838,11 @@ private:
     std::vector<std::int8_t> classes_;    // by archive object: the class it names
     std::vector<std::int32_t> keyIndex_;  // by archive object: its key in keys_
     std::vector<Key> keys_;
+    // The keys of the NS.keys arrays read so far, by file object (nodes stay put), and the last one.
+    std::unordered_map<std::uint64_t, std::vector<Key>> keyLists_;
+    static constexpr std::uint64_t kNoArray = ~std::uint64_t{0};
+    std::uint64_t lastKeysArray_ = kNoArray;
+    const std::vector<Key>* lastKeys_ = nullptr;
     std::uint64_t containers_ = 0, values_ = 0;
     std::string error_;
 };
