@@ -5,7 +5,6 @@
 #include <cstring>
 #include <filesystem>
 
-#include "plist/description.h"
 #include "plist/keyed_archive.h"
 #include "store/app_delegate.h"
 #include "store/calendar.h"
@@ -55,12 +54,6 @@ std::uint32_t DescriptionHash::value() const {
     for (std::size_t k = 0; k < held_; ++k)
         last.mix(static_cast<unsigned char>(pending_[k]));
     return static_cast<std::uint32_t>(last.h_ ^ (last.h_ >> 32));
-}
-
-std::uint32_t descriptionHash(const Value& document) {
-    DescriptionHash hash;
-    streamDescription(document, {}, [&](std::string_view piece) { hash.add(piece); });
-    return hash.value();
 }
 
 RestoreCheck checkBackup(std::string_view bytes, std::int64_t currentVersion) {

@@ -19,10 +19,8 @@ std::string backupFileName(const Calendar& calendar, Date now);
 // Whether a name is exactly a backup file's name.
 bool isBackupName(std::string_view name);
 
-// The 32-bit hash of a document's textual description. A backup stores it plus one under "hash".
-std::uint32_t descriptionHash(const Value& document);
-
-// The same hash taken over a description handed over in pieces.
+// The 32-bit hash of a document's textual description, taken over the description handed over in
+// pieces (documentDigests gives it for a whole document). A backup stores it plus one under "hash".
 class DescriptionHash {
 public:
     void add(std::string_view piece);

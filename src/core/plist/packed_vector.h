@@ -39,8 +39,6 @@ public:
     using const_pointer = const T*;
     using iterator = T*;
     using const_iterator = const T*;
-    using reverse_iterator = std::reverse_iterator<iterator>;
-    using const_reverse_iterator = std::reverse_iterator<const_iterator>;
 
     PackedVector() noexcept = default;
     PackedVector(std::initializer_list<T> items) { append(items.begin(), items.end()); }
@@ -49,7 +47,6 @@ public:
         append(first, last);
     }
     explicit PackedVector(size_type n) { resize(n); }
-    PackedVector(size_type n, const T& value) { resize(n, value); }
     PackedVector(const PackedVector& other) { append(other.begin(), other.end()); }
     PackedVector(PackedVector&& other) noexcept : h_(std::exchange(other.h_, nullptr)) {}
     PackedVector& operator=(const PackedVector& other) {
@@ -91,21 +88,9 @@ public:
     const_iterator end() const noexcept { return data() + size(); }
     const_iterator cbegin() const noexcept { return begin(); }
     const_iterator cend() const noexcept { return end(); }
-    reverse_iterator rbegin() noexcept { return reverse_iterator(end()); }
-    reverse_iterator rend() noexcept { return reverse_iterator(begin()); }
-    const_reverse_iterator rbegin() const noexcept { return const_reverse_iterator(end()); }
-    const_reverse_iterator rend() const noexcept { return const_reverse_iterator(begin()); }
 
     T& operator[](size_type i) noexcept { return data()[i]; }
     const T& operator[](size_type i) const noexcept { return data()[i]; }
-    T& at(size_type i) {
-        if (i >= size()) throw std::out_of_range("PackedVector::at");
-        return data()[i];
-    }
-    const T& at(size_type i) const {
-        if (i >= size()) throw std::out_of_range("PackedVector::at");
-        return data()[i];
-    }
     T& front() noexcept { return data()[0]; }
     const T& front() const noexcept { return data()[0]; }
     T& back() noexcept { return data()[size() - 1]; }
@@ -170,9 +155,6 @@ public:
     }
     iterator insert(const_iterator position, const T& value) { return emplace(position, value); }
     iterator insert(const_iterator position, T&& value) { return emplace(position, std::move(value)); }
-    iterator insert(const_iterator position, std::initializer_list<T> items) {
-        return insert(position, items.begin(), items.end());
-    }
     template <std::forward_iterator It>
     iterator insert(const_iterator position, It first, It last) {
         const size_type at = static_cast<size_type>(position - begin());

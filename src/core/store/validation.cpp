@@ -220,6 +220,7 @@ std::vector<Alert> validateSettings(Value& doc, const Environment& env, bool rep
     changed |= doc.erase("restore");
     changed |= setIfMissing(doc, "email", "");
     changed |= setIfMissing(doc, "zero", false);
+    // The units list and the review date are worked out only when they are missing.
     changed |= !doc.contains("units") && setIfMissing(doc, "units", defaultUnits(doc));
     changed |= setIfMissing(doc, "torch", false);
     changed |= doc.erase("current");

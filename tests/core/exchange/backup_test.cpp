@@ -20,7 +20,7 @@ protected:
     }
     // An archive of a document with "hash" set to the description's hash plus offset.
     static std::string withHash(Value doc, std::int64_t offset) {
-        doc.set("hash", static_cast<std::int64_t>(descriptionHash(doc)) + offset);
+        doc.set("hash", static_cast<std::int64_t>(documentDigests(doc).hash) + offset);
         return writeKeyedArchive(doc);
     }
 };

@@ -73,7 +73,7 @@ TEST_F(BackupsScreen, OldBackupAsksAndCorruptRefuses) {
     Value other = app_.settings();
     meter(0).set("name", "Before");
     Value old = other;
-    old.set("hash", static_cast<std::int64_t>(descriptionHash(other)) + 7);  // hashed elsewhere
+    old.set("hash", static_cast<std::int64_t>(documentDigests(other).hash) + 7);  // hashed elsewhere
     test::writeFile(docs_ + "/nb20200101@000000.bak", writeKeyedArchive(old));
     test::writeFile(docs_ + "/nb20200102@000000.bak", "garbage");
     BackupViewController screen(app_, nav_, docs_);
