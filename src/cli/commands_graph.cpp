@@ -128,7 +128,7 @@ void graph(Context& ctx, Args& args) {
     std::ofstream file(*output, std::ios::binary | std::ios::trunc);
     file << toSvg(result.list);
     if (!file) throw InputError("cannot write " + *output);
-    if (result.held) ctx.out() << "held point " << *result.held << "\n";
+    if (result.held) ctx.out() << "held point " << *result.held << ": " << result.title << "\n";
 }
 
 }  // namespace

@@ -143,8 +143,12 @@ class Cli(unittest.TestCase):
         text = open(svg).read()
         self.assertTrue(text.startswith("<svg"))
         self.assertIn("Monthly Usage (kWh)", text)
+        # Held at the left edge: the oldest day, on the left; at the right edge: the newest reading's day.
         result = self.run_cli("graph", "0", "--period", "day", "--hold", "10", "-o", svg)
-        self.assertIn("held point 0", result.stdout)
+        self.assertEqual(result.stdout, "held point 60: Mon 21/09/2026: 6.7 (kWh)\n")
+        result = self.run_cli("graph", "0", "--period", "day", "--hold", "390", "-o", svg)
+        self.assertEqual(result.stdout, "held point 0: Fri 20/11/2026: 2.5 (kWh)\n")
+        self.assertIn("Fri 20/11/2026: 2.5 (kWh)", open(svg).read())
         self.run_cli("graph", "0", "--period", "day", "--size", "huge", "-o", svg, expect=1)
         self.run_cli("graph", "0", "--period", "day", expect=1)
 

@@ -105,13 +105,25 @@ public:
         add(Line{{L_, kTop}, {W_, kTop}, 1, kDarkGray, {}, false});
         add(Line{{L_, B_}, {W_, B_}, 1, kDarkGray, {}, false});
 
-        if (r_.holdX && n_ > 0) {
-            double x = std::max(*r_.holdX, L_);
-            int i = static_cast<int>(n_ * (x - L_) / (W_ - L_));
-            out.held = std::clamp(i, 0, n_ - 1);
+        // The held point is the one under the finger: bars and points run from the oldest on the left
+        // to the newest on the right, so slot k from the left is point n - 1 - k.
+        std::optional<double> heldX;
+        if (r_.holdX && n_ > 0 && W_ > L_) {
+            double x = std::clamp(*r_.holdX, L_, W_);
+            int slot;
+            if (s_.bars || n_ == 1) {
+                const double w = (W_ - L_) / n_;
+                slot = std::clamp(static_cast<int>(std::floor((x - L_) / w)), 0, n_ - 1);
+                heldX = s_.bars ? L_ + slot * w + (hasPrevious_ ? w / 3 : w / 4) + w / 4 : L_;
+            } else {
+                const double step = (W_ - L_) / (n_ - 1);
+                slot = std::clamp(static_cast<int>(std::lround((x - L_) / step)), 0, n_ - 1);
+                heldX = L_ + slot * step;
+            }
+            out.held = n_ - 1 - slot;
         }
-        add(Text{
-            out.held ? heldText(*out.held) : title(), {L_, 8, W_ - L_, 20}, Align::Center, kFont, kDarkGray});
+        out.title = out.held ? heldText(*out.held) : title();
+        add(Text{out.title, {L_, 8, W_ - L_, 20}, Align::Center, kFont, kDarkGray});
 
         average_ = r_.average;
         averageLine();
@@ -120,10 +132,7 @@ public:
             add(Line{{L_, y}, {W_, y}, 1, kLightGray, {}, true});
         }
         if (n_ > 0) s_.bars ? bars() : lines();
-        if (out.held) {
-            double x = std::clamp(*r_.holdX, L_, W_);
-            add(Line{{x, kTop}, {x, B_}, 1, kGray, {}, false});
-        }
+        if (heldX) add(Line{{*heldX, kTop}, {*heldX, B_}, 1, kGray, {}, false});
         out.average = average_;
         out.current = s_.current;
         return out;

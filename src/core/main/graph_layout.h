@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "main/display_list.h"
 #include "main/graph_series.h"
@@ -24,7 +25,8 @@ struct LayoutRequest {
 
 struct GraphLayout {
     DisplayList list;
-    std::optional<int> held;  // the index of the held point
+    std::optional<int> held;  // the index of the held point (0 the newest)
+    std::string title;        // the text above the plot: the graph's title or the held point's values
     double average = 0;       // shown on the main screen's Current row
     double current = 0;
 };

@@ -102,20 +102,101 @@ TEST_F(LayoutTest, AFlatSeriesLiesOnTheBaseline) {
     expectGolden("flat-series", describeDisplayList(g.list));
 }
 
-TEST_F(LayoutTest, HeldPointsAtBothEdges) {
-    GraphSeries s = series({4, 6, 5, 7, 3, 5, 4, 2, 6, 5, 5, 4, 3, 5}, 7, true);
+// The title while holding: the text in the box above the plot.
+std::string titleOf(const GraphLayout& g) {
+    for (const DisplayItem& item : g.list.items)
+        if (auto* t = std::get_if<Text>(&item); t && t->box.y == 8) return t->text;
+    return {};
+}
+
+// The x of the grey held line, or NaN.
+double heldLineX(const GraphLayout& g) {
+    for (const DisplayItem& item : g.list.items)
+        if (auto* l = std::get_if<Line>(&item); l && l->color == Color::gray(0.5) && l->from.x == l->to.x)
+            return l->from.x;
+    return std::nan("");
+}
+
+TEST_F(LayoutTest, HoldingABarShowsThatBarsLabelAndValue) {
+    // Six monthly bars, each a different value, with the previous year behind them.
+    GraphSeries s = series({60, 50, 40, 30, 20, 10, 5, 5, 5, 5, 5, 5}, 6, true);
+    LayoutRequest r;
+    r.period = Period::Monthly;
+    const double B = r.height - 20;
+    GraphLayout plain = layout(s, r);
+    // The bars as drawn: each coloured bar, its slot's bottom label and the value its height stands for.
+    struct Bar {
+        double left, right, value;
+        std::string label;
+    };
+    std::vector<Bar> bars;
+    double scale = (B - 28 - 2) / (s.maximum - s.lowerBound);
+    for (const DisplayItem& item : plain.list.items)
+        if (auto* f = std::get_if<FillRect>(&item);
+            f && !(f->color == Color::gray(1)) && f->rect.y > 28 - 1 && f->rect.width < r.width / 2)
+            bars.push_back(
+                {f->rect.x, f->rect.x + f->rect.width, (B - f->rect.y - 1) / scale + s.lowerBound});
+    ASSERT_EQ(bars.size(), 6u);
+    for (const DisplayItem& item : plain.list.items)
+        if (auto* t = std::get_if<Text>(&item); t && t->box.y == B + 1)
+            for (Bar& b : bars)
+                if (b.left >= t->box.x && b.right <= t->box.x + t->box.width) b.label = t->text;
+
+    struct Case {
+        const char* name;
+        double x;
+        std::size_t bar;  // from the left
+    };
+    for (const Case& c :
+         {Case{"left of the plot", -20, 0}, Case{"the left edge's bar", bars[0].left, 0},
+          Case{"a middle bar", (bars[3].left + bars[3].right) / 2, 3}, Case{"the right edge", r.width, 5}}) {
+        SCOPED_TRACE(c.name);
+        r.holdX = c.x;
+        GraphLayout held = layout(s, r);
+        const Bar& bar = bars[c.bar];
+        ASSERT_TRUE(held.held);
+        EXPECT_EQ(titleOf(held).rfind(bar.label + " 2026: ", 0), 0u) << titleOf(held);
+        char value[32];
+        std::snprintf(value, sizeof value, ": %.1f (", bar.value);
+        EXPECT_NE(titleOf(held).find(value), std::string::npos) << titleOf(held) << " wants" << value;
+        double lineX = heldLineX(held);
+        EXPECT_GE(lineX, bar.left);
+        EXPECT_LE(lineX, bar.right);
+    }
+    r.holdX = -20;
+    expectGolden("held-left", describeDisplayList(layout(s, r).list));
+    r.holdX = r.width;
+    expectGolden("held-right", describeDisplayList(layout(s, r).list));
+}
+
+TEST_F(LayoutTest, HoldingALineShowsThePointUnderTheFinger) {
+    // Thirty daily points; the newest (Friday 20 November 2026) is on the right.
+    std::vector<double> points;
+    for (int i = 0; i < 30; ++i)
+        points.push_back(100 + i);
+    GraphSeries s = series(points, 30, false);
     LayoutRequest r;
     r.period = Period::Daily;
-    r.holdX = -20;  // left of the plot counts as its left edge: the oldest shown point
-    GraphLayout left = layout(s, r);
-    ASSERT_TRUE(left.held);
-    EXPECT_EQ(*left.held, 0);
-    r.holdX = r.width;
-    GraphLayout right = layout(s, r);
-    ASSERT_TRUE(right.held);
-    EXPECT_EQ(*right.held, 6);
-    expectGolden("held-left", describeDisplayList(left.list));
-    expectGolden("held-right", describeDisplayList(right.list));
+    std::vector<Point> drawn;
+    for (const DisplayItem& item : layout(s, r).list.items)
+        if (auto* p = std::get_if<Polyline>(&item)) drawn = p->points;
+    ASSERT_EQ(drawn.size(), 30u);
+    struct Case {
+        const char* name;
+        double x;
+        const char* title;
+    };
+    for (const Case& c :
+         {Case{"the oldest", drawn[0].x, "Thu 22/10/2026: 129.0 (kWh)"},
+          Case{"near the eleventh from the left", drawn[10].x + 2, "Sun 01/11/2026: 119.0 (kWh)"},
+          Case{"the newest", drawn[29].x, "Fri 20/11/2026: 100.0 (kWh)"}}) {
+        SCOPED_TRACE(c.name);
+        r.holdX = c.x;
+        GraphLayout held = layout(s, r);
+        EXPECT_EQ(titleOf(held), c.title);
+    }
+    r.holdX = drawn[10].x + 2;
+    EXPECT_DOUBLE_EQ(heldLineX(layout(s, r)), drawn[10].x);  // the line stands on the point shown
 }
 
 TEST_F(LayoutTest, HeldTextCarriesThePreviousYearChange) {
@@ -123,12 +204,7 @@ TEST_F(LayoutTest, HeldTextCarriesThePreviousYearChange) {
     LayoutRequest r;
     r.period = Period::Yearly;
     r.holdX = 1000;
-    auto title = [&](const GraphLayout& g) {
-        for (const DisplayItem& item : g.list.items)
-            if (auto* t = std::get_if<Text>(&item); t && t->box.y == 8) return t->text;
-        return std::string();
-    };
-    r.holdX = 0;
+    auto title = titleOf;
     EXPECT_EQ(title(layout(s, r)), "2026: 12.0 (0.0, +0.0%)");  // a previous value of 0 gives no change
     s.points = {12, 10, 8, 5};
     EXPECT_EQ(title(layout(s, r)), "2026: 12.0 (8.0, +50.0%)");
