@@ -176,7 +176,10 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
                 std::string text = value(a);
                 options.now = parseIso8601(text);
                 if (!options.now)
-                    throw UsageError("--now needs an ISO 8601 time with an offset or Z, not " + text);
+                    throw UsageError(
+                        "--now needs a real date and time in ISO 8601 with an offset or Z "
+                        "(2026-11-22T12:00:00Z), not " +
+                        text);
             } else if (a == "--tz") {
                 options.timeZone = value(a);
             } else if (a == "--locale") {

@@ -90,6 +90,10 @@ class Cli(unittest.TestCase):
         result = subprocess.run([CLI, "--now", "yesterday", "status"], capture_output=True, text=True)
         self.assertEqual(result.returncode, 1)
         self.assertIn("ISO 8601", result.stderr)
+        for impossible in ("2026-02-30T10:00:00Z", "2026-13-01T10:00:00Z", "2026-04-31T10:00Z", "2026-03-01T24:00Z"):
+            result = subprocess.run([CLI, "--now", impossible, "status"], capture_output=True, text=True)
+            self.assertEqual(result.returncode, 1, impossible)
+            self.assertIn("not " + impossible, result.stderr)
 
     def test_engine_over_a_span(self):
         out = json.loads(self.run_cli("engine", "Electricity", "1", "0", "--json").stdout)

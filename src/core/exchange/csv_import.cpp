@@ -13,6 +13,7 @@
 #include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
 
+#include "plist/date_text.h"
 #include "plist/paired_work.h"
 #include "plist/utf.h"
 #include "store/document.h"
@@ -214,12 +215,6 @@ std::optional<double> leadingNumber(std::string_view s, std::string_view separat
 
 // Plist dates count from 2001-01-01; ICU's from 1970-01-01, in milliseconds.
 constexpr double kEpochDifference = 978307200.0;
-
-int daysInMonth(int year, int month) {
-    static const int days[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-    return month == 2 && leap ? 29 : days[month - 1];
-}
 
 }  // namespace
 

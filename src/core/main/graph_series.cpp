@@ -4,6 +4,7 @@
 
 #include "costs/engine.h"
 #include "costs/formatter.h"
+#include "plist/date_text.h"
 #include "store/calendar.h"
 #include "store/document.h"
 #include "store/meter_record.h"
@@ -15,20 +16,6 @@ namespace {
 constexpr double kDay = 86400.0;
 // A span of readings wider than this many days is a broken date, not a history to draw day by day.
 constexpr std::int64_t kMaxDaysWalked = 366 * 200;
-
-int daysInMonth(int month, int year) {
-    switch (month) {
-        case 4:
-        case 6:
-        case 9:
-        case 11:
-            return 30;
-        case 2:
-            return isLeapYear(year) ? 29 : 28;
-        default:
-            return 31;
-    }
-}
 
 Date dateOf(const Value& reading) {
     const Value* d = reading.find("date");
@@ -119,7 +106,7 @@ private:
             case Period::Weekly:
                 return days_ < 7 ? value_ * 7.0 / days : value_;
             case Period::Monthly: {
-                int dim = daysInMonth(last_.month, last_.year);
+                int dim = daysInMonth(last_.year, last_.month);
                 return days_ < dim ? value_ * dim / days : value_;
             }
             case Period::Quarterly: {

@@ -42,6 +42,12 @@ void civilFromDays(std::int64_t z, std::int64_t& y, unsigned& m, unsigned& d) {
     y += m <= 2;
 }
 
+int daysInMonth(std::int64_t year, int month) {
+    static const int kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    return month == 2 && leap ? 29 : kDays[month - 1];
+}
+
 std::string formatIso8601(Date date) {
     double unix = date.seconds + kUnixToReferenceSeconds;
     if (!std::isfinite(unix)) return "invalid";
@@ -79,7 +85,8 @@ std::optional<Date> parseIso8601(std::string_view s) {
             fraction = std::strtod(digits.c_str(), nullptr);
         }
     }
-    if (mo < 1 || mo > 12 || d < 1 || d > 31 || h > 23 || mi > 59 || sec > 60) return std::nullopt;
+    if (mo < 1 || mo > 12 || d < 1 || d > daysInMonth(y, mo) || h > 23 || mi > 59 || sec > 59)
+        return std::nullopt;
     int offset = 0;
     if (pos < s.size() && s[pos] == 'Z') {
         ++pos;
@@ -91,6 +98,7 @@ std::optional<Date> parseIso8601(std::string_view s) {
         if (mpos < s.size() && s[mpos] == ':') ++mpos;
         if (!number(s, mpos, 2, om)) return std::nullopt;
         pos = mpos + 2;
+        if (oh > 23 || om > 59) return std::nullopt;
         offset = sign * (oh * 3600 + om * 60);
     } else {
         return std::nullopt;  // an offset is required: local time would depend on the machine

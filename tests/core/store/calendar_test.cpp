@@ -18,8 +18,13 @@ TEST(DateText, Iso8601RoundTripsAndNeedsAnOffset) {
     EXPECT_EQ(parseIso8601("2014-03-05T07:15:02.5Z")->seconds, 415696502.5);
     EXPECT_EQ(parseIso8601("2014-03-05T08:15:02+01:00")->seconds, 415696502.0);
     EXPECT_EQ(parseIso8601("2014-03-05T02:15-0500")->seconds, 415696500.0);
-    for (const char* bad : {"2014-03-05T07:15:02", "2014-03-05", "2014-13-05T07:15Z", "yesterday",
-                            "2014-03-05T07:15:02Zjunk", "2014-03-05T25:00Z"})
+    EXPECT_TRUE(parseIso8601("2024-02-29T23:59:59+23:59"));  // a leap day, and the last of everything
+    EXPECT_TRUE(parseIso8601("2000-02-29T00:00Z"));
+    for (const char* bad :
+         {"2014-03-05T07:15:02", "2014-03-05", "2014-13-05T07:15Z", "yesterday", "2014-03-05T07:15:02Zjunk",
+          "2014-03-05T25:00Z", "2026-02-30T10:00:00Z", "2026-02-29T10:00Z", "2026-04-31T10:00Z",
+          "2026-03-05T24:00Z", "2026-03-05T10:60Z", "2026-03-05T10:00:60Z", "2026-03-05T10:00+24:00",
+          "2026-03-05T10:00+01:60"})
         EXPECT_FALSE(parseIso8601(bad)) << bad;
 }
 
