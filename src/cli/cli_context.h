@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "store/app_delegate.h"
+#include "ui/screen.h"
 
 namespace numbrel::cli {
 
@@ -65,6 +66,20 @@ private:
     std::unique_ptr<NumbrelAppDelegate> delegate_;
     std::vector<Alert> startupAlerts_;
     bool changed_ = false;
+};
+
+// A navigator for screens driven from the command line: alerts are recorded to be printed and
+// answered, and closing the screen is noted.
+class RecordingNavigator : public Navigator {
+public:
+    void push(std::unique_ptr<Screen>) override {}
+    void pop() override { closed = true; }
+    void present(const Alert& alert) override { alerts.push_back(alert); }
+    void dismiss() override {}
+    void openUrl(const std::string&) override {}
+
+    std::vector<Alert> alerts;
+    bool closed = false;
 };
 
 // Arguments of one command after its name, with simple flag parsing.

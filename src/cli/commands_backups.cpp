@@ -1,28 +1,17 @@
 // Commands over backup and CSV files in the Documents folder: backup, backups, restore, import. They
 // run the backups screen's own flows and print the alerts it would show.
+#include <cstdio>
 #include <filesystem>
 
 #include "cli_context.h"
 #include "exchange/backup.h"
 #include "exchange/backup_view_controller.h"
 #include "main/root_view_controller.h"
+#include "text_output.h"
 
 namespace numbrel::cli {
 
 namespace {
-
-// Records what the backups screen shows, so that the command can print and answer it.
-class RecordingNavigator : public Navigator {
-public:
-    void push(std::unique_ptr<Screen>) override {}
-    void pop() override { closed = true; }
-    void present(const Alert& alert) override { alerts.push_back(alert); }
-    void dismiss() override {}
-    void openUrl(const std::string&) override {}
-
-    std::vector<Alert> alerts;
-    bool closed = false;
-};
 
 void print(Context& ctx, const Alert& a) {
     ctx.out() << a.title << (a.message.empty() ? "" : ": " + a.message) << "\n";
@@ -52,19 +41,38 @@ void backup(Context& ctx, Args& args) {
     ctx.markChanged();  // "filename" is kept in the document
 }
 
+// "12 B", "6.0 kB", "5.7 MB".
+std::string byteSize(std::uintmax_t bytes) {
+    char text[32];
+    if (bytes < 1000) {
+        std::snprintf(text, sizeof text, "%ju B", bytes);
+    } else if (bytes < 1000 * 1000) {
+        std::snprintf(text, sizeof text, "%.1f kB", static_cast<double>(bytes) / 1e3);
+    } else {
+        std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / 1e6);
+    }
+    return text;
+}
+
 void backups(Context& ctx, Args& args) {
-    if (!args.flag("--json")) throw UsageError("backups writes JSON only: add --json");
+    bool json = args.flag("--json");
     args.positionals();
     const std::string& dir = ctx.options().documentsPath;
+    std::string latest = latestBackupLine(dir, ctx.delegate().environment());
     auto files = nlohmann::ordered_json::array();
+    TextTable table({false, true});
     for (const std::string& name : listBackups(filesIn(dir), {})) {
         std::error_code ec;
         auto size = std::filesystem::file_size(dir + "/" + name, ec);
         files.push_back({{"name", name}, {"bytes", ec ? 0 : size}, {"backup", isBackupName(name)}});
+        table.add({name, ec ? "" : byteSize(size)});
     }
-    nlohmann::ordered_json out{{"directory", dir},
-                               {"latest", latestBackupLine(dir, ctx.delegate().environment())},
-                               {"files", files}};
+    if (!json) {
+        ctx.out() << dir << "\n" << latest << "\n";
+        table.print(ctx.out());
+        return;
+    }
+    nlohmann::ordered_json out{{"directory", dir}, {"latest", latest}, {"files", files}};
     ctx.out() << out.dump(2) << "\n";
 }
 
@@ -85,6 +93,7 @@ void restore(Context& ctx, Args& args) {
 
 void import(Context& ctx, Args& args) {
     bool yes = args.flag("--yes");
+    bool noBackup = args.flag("--no-backup");
     std::string path = onlyFile(ctx, args, "import");
     RecordingNavigator nav;
     BackupViewController screen(ctx.delegate(), nav, ctx.options().documentsPath);
@@ -93,6 +102,15 @@ void import(Context& ctx, Args& args) {
     print(ctx, verdict);
     if (verdict.title != "CSV File Verified") throw InputError("nothing was imported");
     if (!yes) return;
+    // A backup first, so that an import that was not wanted can be undone with restore.
+    if (!noBackup) {
+        NumbrelAppDelegate::Backup b = ctx.delegate().localBackup(ctx.options().documentsPath);
+        if (b.error)
+            throw InputError("no backup could be made before the import, so nothing was imported: " +
+                             *b.error);
+        ctx.out() << "Backup before the import: " << b.name << "\n";
+        ctx.markChanged();
+    }
     screen.answerAlert(BackupViewController::kImportTag, 1);
     print(ctx, nav.alerts.back());
     ctx.markChanged();
@@ -104,8 +122,9 @@ void addBackupCommands(std::vector<Command>& commands) {
     commands.push_back(
         {"backup", "backup",
          "Writes a backup of the whole document into the Documents folder and prints its name.", backup});
-    commands.push_back({"backups", "backups --json",
-                        "Lists the files of the Documents folder, newest first, with the latest-backup line.",
+    commands.push_back({"backups", "backups [--json]",
+                        "Lists the files of the Documents folder, newest first, with their sizes and the "
+                        "latest-backup line.",
                         backups});
     commands.push_back(
         {"restore", "restore FILE [--install]",
@@ -113,9 +132,10 @@ void addBackupCommands(std::vector<Command>& commands) {
          "it, printing the alert the app shows. --install answers \"Install\" to \"Old Backup?\".",
          restore});
     commands.push_back(
-        {"import", "import FILE [--yes]",
+        {"import", "import FILE [--yes [--no-backup]]",
          "Verifies a CSV file of readings (meter name, date, reading 1 to 3) and prints the verdict. --yes "
-         "imports the readings and saves.",
+         "makes a backup (its name is printed; restore it to undo the import), imports the readings and "
+         "saves; --no-backup skips the backup.",
          import});
 }
 

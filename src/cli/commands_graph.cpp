@@ -4,6 +4,7 @@
 #include "cli_context.h"
 #include "main/graph_layout.h"
 #include "store/document.h"
+#include "ui/localize.h"
 
 namespace numbrel::cli {
 
@@ -58,7 +59,7 @@ GraphArgs graphArgs(Context& ctx, Args& args, std::vector<std::string>& rest) {
 }
 
 void series(Context& ctx, Args& args) {
-    if (!args.flag("--json")) throw UsageError("series writes JSON only: add --json");
+    bool json = args.flag("--json");
     std::vector<std::string> rest;
     GraphArgs g = graphArgs(ctx, args, rest);
     if (rest.size() != 1) throw UsageError("series takes one METER");
@@ -66,6 +67,28 @@ void series(Context& ctx, Args& args) {
     Engine engine = app.engine();
     GraphSeries s = buildSeries(ctx.settings(), engine, app.formatter(), app.calendar(), g.request);
     double average = seriesAverage(s, engine, g.request, boolOf(ctx.settings(), "average"));
+    if (!json) {
+        // What the graph says of each point when it is held, newest first.
+        LayoutRequest layout;
+        layout.width = 1000;  // wide enough for the change against the year before
+        layout.period = g.request.period;
+        layout.cost = g.request.cost;
+        layout.average = average;
+        const Value& meter = (*metersOf(ctx.settings()))[static_cast<std::size_t>(g.meter)];
+        FixedAdvanceMeasurer measurer;
+        std::vector<std::string> texts =
+            graphTexts(s, meter, layout, app.formatter(), app.environment(), measurer);
+        ctx.out() << texts[0] << "\n";
+        if (texts.size() == 1)
+            ctx.out() << "  "
+                      << tr("Add 2 or more readings to see graphs of usage and cost for the selected period")
+                      << "\n";
+        for (std::size_t i = 1; i < texts.size(); ++i)
+            ctx.out() << "  " << texts[i] << "\n";
+        ctx.out() << tr("Average") << ": " << app.formatter().formatDouble(average, meter, s.labelPrecision)
+                  << "\n";
+        return;
+    }
     nlohmann::ordered_json out{{"maxPoints", g.count.maxPoints},
                                {"range", g.count.range},
                                {"points", s.points},
@@ -137,8 +160,9 @@ void addGraphCommands(std::vector<Command>& commands) {
     commands.push_back(
         {"series",
          "series METER --period (day|week|month|quarter|year) [--register R] [--cost] "
-         "[--range (max|2y|1y|6m|3m|1m)] --json",
-         "The points of a graph and what its drawing takes from them. Without --range the upright "
+         "[--range (max|2y|1y|6m|3m|1m)] [--json]",
+         "The points of a graph, newest first, as holding each one shows it, and the average line; "
+         "--json gives the series and what its drawing takes from it. Without --range the upright "
          "point counts apply; with it, landscape. \"extrapolate\", \"zero\" and \"average\" come from "
          "the document.",
          series});

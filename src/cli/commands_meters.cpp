@@ -2,9 +2,13 @@
 #include <charconv>
 
 #include "cli_context.h"
+#include "costs/tariff_view_controller.h"
 #include "plist/date_text.h"
 #include "readings/meter_editing.h"
 #include "store/document.h"
+#include "store/meter_record.h"
+#include "text_output.h"
+#include "ui/localize.h"
 
 namespace numbrel::cli {
 
@@ -38,6 +42,10 @@ void meterCommand(Context& ctx, Args& args) {
         if (auto error = setMeterKey(list[m], "name", rest[2])) throw InputError(*error);
     } else if (verb == "delete" && rest.size() == 2) {
         std::size_t m = ctx.meterIndex(rest[1]);
+        const Array* readings = readingsOf(list[m]);
+        std::size_t n = readings ? readings->size() : 0;
+        ctx.out() << "Deleted meter " << m << ": " << stringOf(list[m], "name") << " (" << n
+                  << (n == 1 ? " reading" : " readings") << ")\n";
         list.erase(list.begin() + static_cast<std::ptrdiff_t>(m));
         ctx.settings().set("meter", 0);
     } else if (verb == "move" && rest.size() == 3) {
@@ -58,11 +66,36 @@ void meterCommand(Context& ctx, Args& args) {
     ctx.markChanged();
 }
 
+// The tariff editor's rows from the fixed charge on, then each rate change as its screen shows it.
+void printRates(Context& ctx, int meter) {
+    RecordingNavigator nav;
+    TariffViewController tariff(ctx.delegate(), nav, meter);
+    std::vector<Section> sections = tariff.sections();
+    const Value& m = ctx.delegate().meter(meter);
+    ctx.out() << stringOf(m, "name") << "\n";
+    // The meter's own properties and its billed units come first: the rates start after them.
+    sections.erase(sections.begin(), sections.begin() + std::min<std::size_t>(2, sections.size()));
+    for (Section& s : sections)
+        std::erase_if(s.rows, [](const Row& r) { return r.label == tr("Add rate change"); });
+    printSections(ctx.out(), sections);
+    const Array* previous = arrayOf(m, "previous");
+    for (std::size_t n = 0; previous && n < previous->size(); ++n) {
+        ctx.out() << "\n" << tr("Rates") << " " << n << "\n";
+        TariffViewController change(ctx.delegate(), nav, meter, static_cast<int>(n));
+        printSections(ctx.out(), change.sections());
+    }
+}
+
 void rates(Context& ctx, Args& args) {
-    if (!args.flag("--json")) throw UsageError("rates writes JSON only: add --json");
+    bool json = args.flag("--json");
     std::vector<std::string> rest = args.positionals();
     if (rest.size() != 1) throw UsageError("rates needs one METER");
-    const Value& m = meters(ctx)[ctx.meterIndex(rest[0])];
+    std::size_t index = ctx.meterIndex(rest[0]);
+    if (!json) {
+        printRates(ctx, static_cast<int>(index));
+        return;
+    }
+    const Value& m = meters(ctx)[index];
     nlohmann::ordered_json out;
     for (const char* key : {"fixed", "period", "discount", "period2", "percent", "tax", "tariffs"})
         if (const Value* v = m.find(key)) out[key] = toJson(*v);
@@ -108,7 +141,10 @@ void addMeterCommands(std::vector<Command>& commands) {
          "editors' rules.",
          meterCommand});
     commands.push_back(
-        {"rates", "rates METER --json", "The meter's current rates and its rate changes.", rates});
+        {"rates", "rates METER [--json]",
+         "The meter's current rates and its rate changes, as the tariff editor shows them; --json gives "
+         "their keys as the document holds them.",
+         rates});
     commands.push_back(
         {"rate-change", "rate-change (add METER | delete METER N | date METER N TIME)",
          "Copies the current rates into a rate change in force up to the end of today, deletes one, "

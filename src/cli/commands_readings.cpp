@@ -1,4 +1,4 @@
-// Commands over readings: export.
+// Commands over readings: readings, bill, current and export.
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -7,6 +7,8 @@
 #include "readings/csv_export.h"
 #include "readings/current_view_controller.h"
 #include "readings/readings_view_controller.h"
+#include "text_output.h"
+#include "ui/localize.h"
 #include "ui/screen.h"
 
 namespace numbrel::cli {
@@ -31,26 +33,14 @@ void exportCommand(Context& ctx, Args& args) {
     if (!out) throw InputError("cannot write " + *output);
 }
 
-// Alerts are collected, not shown.
-class CollectingNavigator : public Navigator {
-public:
-    void push(std::unique_ptr<Screen>) override {}
-    void pop() override { ++pops; }
-    void present(const Alert& alert) override { alerts.push_back(alert); }
-    void dismiss() override {}
-    void openUrl(const std::string&) override {}
-    std::vector<Alert> alerts;
-    int pops = 0;
-};
-
 void readings(Context& ctx, Args& args) {
-    if (!args.flag("--json")) throw UsageError("readings writes JSON only: add --json");
+    bool json = args.flag("--json");
     bool bills = args.flag("--bills");
     std::optional<std::string> period = args.option("--period");
     std::vector<std::string> rest = args.positionals();
     if (rest.size() != 1) throw UsageError("readings needs one METER");
     int meter = static_cast<int>(ctx.meterIndex(rest[0]));
-    CollectingNavigator nav;
+    RecordingNavigator nav;
     ReadingsViewController list(ctx.delegate(), nav, meter);
     if (period) {
         static const char* const kPeriods[] = {"delta", "day", "week", "month", "quarter", "year"};
@@ -62,6 +52,26 @@ void readings(Context& ctx, Args& args) {
         list.usageSheet();
         list.answerUsageSheet(2);  // "Between Bills"
         if (!list.bills()) throw InputError("the meter has no readings marked as bills");
+    }
+    if (!json) {
+        std::string item = list.periodItems(false)[static_cast<std::size_t>(list.periodIndex())];
+        ctx.out() << list.title() << ": " << stringOf(ctx.delegate().meter(meter), "name") << " ("
+                  << item.substr(1, item.size() - 2) << ")\n";
+        TextTable table({false, false, true, true});
+        for (const auto& section : list.sections()) {
+            table.addHeading(section.title);
+            for (const auto& r : section.rows) {
+                std::string registers;
+                for (std::size_t i = 0; i < r.registers.size(); ++i) {
+                    if (i) registers += "  ";
+                    registers += r.registers[i];
+                    if (i < r.registerUsage.size()) registers += " (" + r.registerUsage[i] + ")";
+                }
+                table.add({r.date, registers, r.usage, r.cost, r.bill ? tr("Bill") : ""});
+            }
+        }
+        table.print(ctx.out());
+        return;
     }
     auto out = nlohmann::ordered_json::array();
     for (const auto& section : list.sections()) {
@@ -80,22 +90,25 @@ void readings(Context& ctx, Args& args) {
 }
 
 void bill(Context& ctx, Args& args) {
-    if (!args.flag("--json")) throw UsageError("bill writes JSON only: add --json");
+    bool json = args.flag("--json");
     std::vector<std::string> rest = args.positionals();
     if (rest.size() != 2 || (rest[1] != "since-last" && rest[1] != "next"))
         throw UsageError("bill needs METER and since-last or next");
-    CollectingNavigator nav;
+    RecordingNavigator nav;
     ReadingsViewController list(ctx.delegate(), nav, static_cast<int>(ctx.meterIndex(rest[0])));
     list.usageSheet();
     list.answerUsageSheet(rest[1] == "next" ? 1 : 0);
     if (nav.alerts.empty()) throw InputError("no bill figures");
-    ctx.out()
-        << nlohmann::ordered_json{{"title", nav.alerts[0].title}, {"message", nav.alerts[0].message}}.dump()
-        << "\n";
+    const Alert& a = nav.alerts[0];
+    if (!json) {
+        ctx.out() << a.title << "\n" << a.message << "\n";
+        return;
+    }
+    ctx.out() << nlohmann::ordered_json{{"title", a.title}, {"message", a.message}}.dump() << "\n";
 }
 
 void current(Context& ctx, Args& args) {
-    if (!args.flag("--json")) throw UsageError("current writes JSON only: add --json");
+    bool json = args.flag("--json");
     std::optional<std::string> period = args.option("--period");
     std::optional<std::string> usage = args.option("--usage");
     std::optional<std::string> cost = args.option("--cost");
@@ -118,6 +131,10 @@ void current(Context& ctx, Args& args) {
     };
     CurrentViewController screen(ctx.delegate(), static_cast<int>(ctx.meterIndex(rest[0])), periodIndex,
                                  number(usage, "--usage"), number(cost, "--cost"));
+    if (!json) {
+        printSections(ctx.out(), screen.sections());
+        return;
+    }
     auto out = nlohmann::ordered_json::array();
     for (const Section& s : screen.sections()) {
         auto rows = nlohmann::ordered_json::array();
@@ -137,15 +154,17 @@ void addReadingsCommands(std::vector<Command>& commands) {
          "or UTF-16 with a byte-order mark when a text needs it), to FILE or to standard output.",
          exportCommand});
     commands.push_back(
-        {"readings", "readings METER [--period (delta|day|week|month|quarter|year)] [--bills] --json",
-         "The readings list: sections by month, each row with its index, date, register values, and "
-         "the usage and cost of the interval it closes, scaled to the period (delta: the whole "
-         "interval). --bills lists bills only, each interval running between bills.",
+        {"readings", "readings METER [--period (delta|day|week|month|quarter|year)] [--bills] [--json]",
+         "The readings list: sections by month, each row with its date, register values, and the usage "
+         "and cost of the interval it closes, scaled to the period (delta: the whole interval), and "
+         "\"Bill\" for a bill. --bills lists bills only, each interval running between bills. --json adds "
+         "each "
+         "row's index.",
          readings});
-    commands.push_back({"bill", "bill METER (since-last|next) --json",
+    commands.push_back({"bill", "bill METER (since-last|next) [--json]",
                         "The \"Since Last Bill\" or \"Next Bill\" figures, as the alert shows them.", bill});
     commands.push_back(
-        {"current", "current METER [--period (day|week|month|quarter|year)] [--usage U] [--cost C] --json",
+        {"current", "current METER [--period (day|week|month|quarter|year)] [--usage U] [--cost C] [--json]",
          "The current period summary of the meter's latest interval, with the main screen's current "
          "figures U and C for the period.",
          current});

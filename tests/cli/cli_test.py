@@ -22,8 +22,9 @@ class Cli(unittest.TestCase):
     def tearDown(self):
         self.tmp.cleanup()
 
-    def run_cli(self, *args, store=None, expect=0):
-        cmd = [CLI, "--store", store or self.store, "--documents", self.tmp.name, *PINNED, *args]
+    def run_cli(self, *args, store=None, expect=0, now=None):
+        pinned = PINNED if now is None else PINNED[:-1] + [now]
+        cmd = [CLI, "--store", store or self.store, "--documents", self.tmp.name, *pinned, *args]
         result = subprocess.run(cmd, capture_output=True, text=True)
         self.assertEqual(result.returncode, expect, result.stderr)
         return result
@@ -181,6 +182,32 @@ class Cli(unittest.TestCase):
         self.run_cli("readings", "Gas", "--bills", "--json", expect=2)  # no bills marked
         self.run_cli("bill", "0", "later", "--json", expect=1)
 
+    def test_plain_text_for_people(self):
+        # The readings list in aligned columns, with the screens' texts; bills say so.
+        self.assertEqual(self.run_cli("readings", "Electricity").stdout.splitlines(), [
+            "Readings: Electricity (∆)",
+            "November 2026",
+            "  Fri 20, 08:00  01234.5  234.5 kWh  £38.11  Bill",
+            "October 2026",
+            "  Tue 20, 09:00  01000.0  200.0 kWh  £34.05",
+            "September 2026",
+            "  Sun 20, 09:00  00800.0                     Bill"])
+        self.assertEqual(self.run_cli("bill", "0", "next").stdout.splitlines()[:2], ["Next Bill", "Expected on 20/01/2027"])
+        series = self.run_cli("series", "0", "--period", "month").stdout.splitlines()
+        self.assertEqual(series[:2], ["Monthly Usage (kWh)", "  Nov 2026: 146 (kWh)"])
+        self.assertEqual(series[-1], "Average: 145")
+        rates = self.run_cli("rates", "Electricity").stdout.splitlines()
+        self.assertEqual(rates[:3], ["Electricity", "Fixed or Time Based Rates", "  £0.25/day"])
+        self.assertIn("  Tax %       5%", rates)
+        self.run_cli("rate-change", "add", "Electricity")
+        rates = self.run_cli("rates", "Electricity").stdout.splitlines()
+        self.assertIn("Rates 0", rates)
+        self.assertEqual(rates[rates.index("Rates 0") + 1], "  To  23/11/2026")
+        self.run_cli("backup")
+        backups = self.run_cli("backups").stdout
+        self.assertEqual(backups.splitlines()[:2], [self.tmp.name, "Latest Backup: 22/11/2026"])
+        self.assertRegex(backups, r"\n  nb20261122@120000\.bak +\d+\.\d kB\n")
+
     def test_current(self):
         sections = json.loads(self.run_cli("current", "0", "--period", "month", "--usage", "230", "--json").stdout)
         self.assertEqual([s["header"] for s in sections],
@@ -208,8 +235,11 @@ class Cli(unittest.TestCase):
         self.run_cli("rate-change", "delete", "Heating", "3", expect=2)
         self.run_cli("rate-change", "delete", "Heating", "0")
         self.assertEqual(json.loads(self.run_cli("rates", "Heating", "--json").stdout)["previous"], [])
-        self.run_cli("meter", "delete", "Heating")
-        self.assertEqual(len(json.loads(self.run_cli("meters", "--json").stdout)), 2)
+        self.assertEqual(self.run_cli("meter", "delete", "Heating").stdout, "Deleted meter 0: Heating (0 readings)\n")
+        self.assertEqual(self.run_cli("meter", "delete", "0").stdout, "Deleted meter 0: Electricity (3 readings)\n")
+        self.assertEqual(self.run_cli("meter", "delete", "Heating", expect=2).stderr,
+                         'numbrel-cli: there is no meter named "Heating"\n')
+        self.assertEqual(len(json.loads(self.run_cli("meters", "--json").stdout)), 1)
         self.run_cli("meter", "frobnicate", expect=1)
 
     def test_backup_restore_and_import(self):
@@ -228,9 +258,16 @@ class Cli(unittest.TestCase):
             f.write("Meter,Date,Reading 1,Reading 2,Reading 3\nGas,02/11/2026 09:30,1300,0,0\n")
         self.assertEqual(self.run_cli("import", "gas.csv").stdout, "CSV File Verified: 1 reading\n")
         self.assertIn("2 readings", self.run_cli("status").stdout.splitlines()[3])  # not imported yet
-        out = self.run_cli("import", csv, "--yes").stdout
-        self.assertEqual(out, "CSV File Verified: 1 reading\nReadings Imported\n")
+        # An import makes a backup first, so that restoring it undoes the import.
+        out = self.run_cli("import", csv, "--yes", now="2026-11-22T12:30:00Z").stdout
+        self.assertEqual(out, "CSV File Verified: 1 reading\nBackup before the import: nb20261122@123000.bak\n"
+                              "Readings Imported\n")
         self.assertIn("Gas (Gas): 3 readings", self.run_cli("status").stdout)
+        self.assertEqual(self.run_cli("restore", "nb20261122@123000.bak").stdout, "Backup Restored\n")
+        self.assertIn("Gas (Gas): 2 readings", self.run_cli("status").stdout)
+        out = self.run_cli("import", csv, "--yes", "--no-backup", now="2026-11-22T13:00:00Z").stdout
+        self.assertEqual(out, "CSV File Verified: 1 reading\nReadings Imported\n")
+        self.assertFalse(os.path.exists(os.path.join(self.tmp.name, "nb20261122@130000.bak")))
 
         out = self.run_cli("restore", name).stdout
         self.assertEqual(out, "Backup Restored\n")

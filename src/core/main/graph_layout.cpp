@@ -138,6 +138,13 @@ public:
         return out;
     }
 
+    std::vector<std::string> texts() const {
+        std::vector<std::string> out{title()};
+        for (int i = 0; i < n_ && static_cast<std::size_t>(i) < s_.points.size(); ++i)
+            out.push_back(heldText(i));
+        return out;
+    }
+
 private:
     template <typename T>
     void add(T item) {
@@ -410,6 +417,12 @@ private:
 GraphLayout layoutGraph(const GraphSeries& series, const Value& meter, const LayoutRequest& request,
                         const Formatter& formatter, const Environment& env, const TextMeasurer& measurer) {
     return Layout(series, meter, request, formatter, env, measurer).run();
+}
+
+std::vector<std::string> graphTexts(const GraphSeries& series, const Value& meter,
+                                    const LayoutRequest& request, const Formatter& formatter,
+                                    const Environment& env, const TextMeasurer& measurer) {
+    return Layout(series, meter, request, formatter, env, measurer).texts();
 }
 
 }  // namespace numbrel

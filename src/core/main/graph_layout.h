@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "main/display_list.h"
 #include "main/graph_series.h"
@@ -33,5 +34,11 @@ struct GraphLayout {
 
 GraphLayout layoutGraph(const GraphSeries& series, const Value& meter, const LayoutRequest& request,
                         const Formatter& formatter, const Environment& env, const TextMeasurer& measurer);
+
+// What holding each shown point would show above the plot, newest first; the first entry is the
+// graph's title.
+std::vector<std::string> graphTexts(const GraphSeries& series, const Value& meter,
+                                    const LayoutRequest& request, const Formatter& formatter,
+                                    const Environment& env, const TextMeasurer& measurer);
 
 }  // namespace numbrel
