@@ -91,16 +91,19 @@ void restore(Context& ctx, Args& args) {
     ctx.markChanged();
 }
 
-void import(Context& ctx, Args& args) {
+// Verifies a file (a CSV file of readings, or the app's own export) and with --yes imports it after a
+// backup, as the backups screen does after "Import".
+void importFile(Context& ctx, Args& args, bool fromExport) {
     bool yes = args.flag("--yes");
     bool noBackup = args.flag("--no-backup");
-    std::string path = onlyFile(ctx, args, "import");
+    std::string path = onlyFile(ctx, args, fromExport ? "import-export" : "import");
     RecordingNavigator nav;
     BackupViewController screen(ctx.delegate(), nav, ctx.options().documentsPath);
-    screen.importCSV(path);
+    fromExport ? screen.importExport(path) : screen.importCSV(path);
     const Alert verdict = nav.alerts.back();
     print(ctx, verdict);
-    if (verdict.title != "CSV File Verified") throw InputError("nothing was imported");
+    if (verdict.buttons.size() < 2)
+        throw InputError("nothing was imported");  // only "CSV File Verified" asks
     if (!yes) return;
     // A backup first, so that an import that was not wanted can be undone with restore.
     if (!noBackup) {
@@ -114,6 +117,14 @@ void import(Context& ctx, Args& args) {
     screen.answerAlert(BackupViewController::kImportTag, 1);
     print(ctx, nav.alerts.back());
     ctx.markChanged();
+}
+
+void import(Context& ctx, Args& args) {
+    importFile(ctx, args, false);
+}
+
+void importExport(Context& ctx, Args& args) {
+    importFile(ctx, args, true);
 }
 
 }  // namespace
@@ -137,6 +148,12 @@ void addBackupCommands(std::vector<Command>& commands) {
          "makes a backup (its name is printed; restore it to undo the import), imports the readings and "
          "saves; --no-backup skips the backup.",
          import});
+    commands.push_back(
+        {"import-export", "import-export FILE [--yes [--no-backup]]",
+         "Reads back a file the CSV export wrote (perhaps edited in a spreadsheet): its reading columns, "
+         "its dates in this locale's short date and medium time, its numbers in this locale. Rows of a "
+         "date a meter has update that reading; others are added. --yes and --no-backup as for import.",
+         importExport});
 }
 
 }  // namespace numbrel::cli

@@ -283,6 +283,32 @@ class Cli(unittest.TestCase):
         self.run_cli("restore", "missing.bak", expect=2)
         self.run_cli("import", expect=1)
 
+    def test_an_export_comes_back(self):
+        # Every meter exported, a reading changed and one added in a "spreadsheet", read back.
+        path = os.path.join(self.tmp.name, "readings.csv")
+        self.run_cli("export", "--all", "-o", path)
+        before = self.run_cli("document", "--json").stdout
+        self.assertEqual(self.run_cli("import", path, expect=2).stdout,
+                         "CSV File Corrupt: Row 1, incorrect column count (should be 5)\n")
+        self.assertEqual(self.run_cli("import-export", path, "--yes", "--no-backup").stdout,
+                         "CSV File Verified: 5 readings\nReadings Imported\n")
+        self.assertEqual(self.run_cli("document", "--json").stdout, before)
+        text = open(path, "rb").read().decode("ascii")
+        text = text.replace('"Gas","01/11/2026, 09:30:00","500.0"', '"Gas","01/11/2026, 09:30:00","510.0"')
+        text += '"Gas","21/11/2026, 10:00:00","520","0","0"\r\n'
+        open(path, "wb").write(text.encode("ascii"))
+        out = self.run_cli("import-export", "readings.csv", "--yes").stdout
+        self.assertEqual(out, "CSV File Verified: 6 readings\nBackup before the import: nb20261122@120000.bak\n"
+                              "Readings Imported\n")
+        gas = json.loads(self.run_cli("document", "--json").stdout)["settings"][1]["readings"]
+        self.assertEqual([(r["date"], r["reading"][0]) for r in gas],
+                         [("2026-11-21T10:00:00.000Z", 520.0), ("2026-11-01T09:30:00.000Z", 510.0),
+                          ("2026-10-01T09:30:00.000Z", 450.0)])
+        with open(path, "w") as f:
+            f.write("Gas,21/11/2026 10:00,520,0,0\n")
+        self.assertEqual(self.run_cli("import-export", path, expect=2).stdout,
+                         "CSV File Corrupt: This file is not a Numbrel CSV export\n")
+
     def test_help(self):
         result = subprocess.run([CLI, "--help"], capture_output=True, text=True)
         self.assertEqual(result.returncode, 0)

@@ -82,6 +82,10 @@ void BackupViewController::selectRow(int section, int row) {
         menu_.push_back(tr("Restore Backup"));
     } else if (ext == ".csv") {
         menu_.push_back(tr("Import CSV File"));
+        // An export written by the app (its header line tells) has an entry of its own.
+        std::string error;
+        std::optional<std::string> start = readWholeFile(pathOf(menuFile_), error, 64 * 1024);
+        if (start && exportLayout(*start)) menu_.push_back(tr("Import Numbrel Export"));
     } else {
         menu_.push_back(tr("Import CSV File"));
         menu_.push_back(tr("Restore Backup"));
@@ -150,8 +154,8 @@ void BackupViewController::restoreBackup(const std::string& path) {
 
 void BackupViewController::importCSV(const std::string& path) {
     std::string bytes;
+    heldRows_.clear();
     if (std::optional<std::string> problem = readLimited(path, kMaxCsvFileBytes, bytes)) {
-        heldRows_.clear();
         warn(*problem);
         return;
     }
@@ -159,6 +163,21 @@ void BackupViewController::importCSV(const std::string& path) {
         verifyCsv(bytes, app_.settings(), app_.environment(), app_.formatter().decimalSeparator());
     Alert verified = v.alert(kImportTag);
     heldRows_ = std::move(v.rows);
+    heldExport_ = false;
+    navigator_.present(verified);
+}
+
+void BackupViewController::importExport(const std::string& path) {
+    std::string bytes;
+    heldRows_.clear();
+    if (std::optional<std::string> problem = readLimited(path, kMaxCsvFileBytes, bytes)) {
+        warn(*problem);
+        return;
+    }
+    CsvVerification v = verifyExport(bytes, app_.settings(), app_.environment(), app_.formatter());
+    Alert verified = v.alert(kImportTag);
+    heldRows_ = std::move(v.rows);
+    heldExport_ = true;
     navigator_.present(verified);
 }
 
@@ -169,6 +188,7 @@ void BackupViewController::answerAlert(int tag, int button) {
         const std::string path = pathOf(menuFile_);
         if (choice == tr("Restore Backup")) restoreBackup(path);
         if (choice == tr("Import CSV File")) importCSV(path);
+        if (choice == tr("Import Numbrel Export")) importExport(path);
         if (choice == tr("Export by Email"))
             navigator_.composeMail(
                 Mail{std::string(stringOf(app_.settings(), "email")), tr("Numbrel Backup"),
@@ -189,7 +209,11 @@ void BackupViewController::answerAlert(int tag, int button) {
         // Only the confirming button of "CSV File Verified" imports; every other answer drops the rows.
         bool confirmed = button == 1 && !heldRows_.empty();
         if (confirmed) {
-            mergeRows(app_.settings(), heldRows_);
+            if (heldExport_) {
+                mergeExport(app_.settings(), heldRows_, app_.formatter());
+            } else {
+                mergeRows(app_.settings(), heldRows_);
+            }
             changed();
         }
         heldRows_.clear();

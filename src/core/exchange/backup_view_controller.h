@@ -10,6 +10,7 @@
 
 #include "exchange/backup.h"
 #include "exchange/csv_import.h"
+#include "exchange/export_import.h"
 #include "plist/value.h"
 #include "ui/screen.h"
 
@@ -40,6 +41,10 @@ public:
     void restoreBackup(const std::string& path);
     // Verifies a CSV file and asks whether to import what it holds.
     void importCSV(const std::string& path);
+    // The same for a file the CSV export wrote (perhaps edited in a spreadsheet since).
+    void importExport(const std::string& path);
+    // A verified file's rows wait for the answer "Import".
+    bool awaitsImport() const { return !heldRows_.empty(); }
 
     // A desktop's way of bringing a file into the folder ("Add File…"), where the platform has one.
     void setAddFileHook(std::function<void()> hook) { addFileHook_ = std::move(hook); }
@@ -65,6 +70,7 @@ private:
     std::vector<std::string> menu_;           // its entries, in order
     std::optional<RestoreCheck> heldBackup_;  // waiting for the answer to "Old Backup?"
     std::vector<ImportRow> heldRows_;         // waiting for "Import"
+    bool heldExport_ = false;                 // the held rows come from an export
     std::function<void()> addFileHook_, changedHook_;
 };
 

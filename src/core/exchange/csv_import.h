@@ -61,6 +61,7 @@ private:
 
 struct ImportRow {
     int meter = 0;
+    int registers = 3;  // how many readings the file gives (an export may give fewer than three)
     Date date;
     double reading[3] = {0, 0, 0};
 };

@@ -1,5 +1,7 @@
 #include "store/file_ops.h"
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -99,7 +101,7 @@ std::optional<std::string> writeFileAtomically(FileOps& ops, const std::string& 
     return std::nullopt;
 }
 
-std::optional<std::string> readWholeFile(const std::string& path, std::string& error) {
+std::optional<std::string> readWholeFile(const std::string& path, std::string& error, std::size_t limit) {
     error.clear();
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
@@ -108,10 +110,11 @@ std::optional<std::string> readWholeFile(const std::string& path, std::string& e
     }
     std::string bytes;
     struct stat st {};
-    if (::fstat(fd, &st) == 0 && st.st_size > 0) bytes.reserve(static_cast<std::size_t>(st.st_size));
+    if (::fstat(fd, &st) == 0 && st.st_size > 0)
+        bytes.reserve(std::min(static_cast<std::size_t>(st.st_size), limit));
     char buf[1 << 16];
-    for (;;) {
-        ssize_t n = ::read(fd, buf, sizeof buf);
+    while (bytes.size() < limit) {
+        ssize_t n = ::read(fd, buf, std::min(sizeof buf, limit - bytes.size()));
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) {
             error = describe("cannot read", path, errno);

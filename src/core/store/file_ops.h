@@ -29,8 +29,10 @@ public:
 // Returns an error message, or nothing on success (the old file is untouched on failure).
 std::optional<std::string> writeFileAtomically(FileOps& ops, const std::string& path, std::string_view bytes);
 
-// Reads a whole file. Missing files give nullopt with error empty; other failures fill error.
-std::optional<std::string> readWholeFile(const std::string& path, std::string& error);
+// Reads a whole file, or its first limit bytes. Missing files give nullopt with error empty; other
+// failures fill error.
+std::optional<std::string> readWholeFile(const std::string& path, std::string& error,
+                                         std::size_t limit = static_cast<std::size_t>(-1));
 
 std::string parentDirectory(const std::string& path);
 
