@@ -65,6 +65,7 @@ void AddViewController::load() {
     bill_ = editing && boolOf(*source, "ticked");
     isNew_ = editing && boolOf(*source, "new");
     selected_ = 0;
+    cursor_ = 0;
     dateMode_ = DateMode::Hidden;
 }
 
@@ -118,11 +119,12 @@ std::vector<AddViewController::Component> AddViewController::components() const 
         v /= 10;
     }
     for (int i = 0; i < digits_; ++i)
-        out.push_back({false, 500, digits[static_cast<std::size_t>(i)] + 250, false});
+        out.push_back({false, 500, digits[static_cast<std::size_t>(i)] + 250, false, i == cursor_});
     if (precision_ >= 1) {
         out.push_back({true, 1, 0, false});
         for (int i = 0; i < precision_; ++i)
-            out.push_back({false, 500, digits[static_cast<std::size_t>(digits_ + i)] + 250, true});
+            out.push_back({false, 500, digits[static_cast<std::size_t>(digits_ + i)] + 250, true,
+                           digits_ + i == cursor_});
     }
     return out;
 }
@@ -160,6 +162,42 @@ void AddViewController::deleteDigit() {
     values_[static_cast<std::size_t>(selected_)] /= 10;
 }
 
+void AddViewController::typeKey(int digit) {
+    if (digit < 0 || digit > 9) return;
+    if (keyboard()) {
+        typeDigit(digit);
+        return;
+    }
+    const int places = digits_ + precision_;
+    if (cursor_ >= places) return;  // every wheel is set
+    std::int64_t& v = values_[static_cast<std::size_t>(selected_)];
+    std::int64_t weight = power10(places - 1 - cursor_);
+    std::int64_t magnitude = std::abs(v);
+    magnitude += (digit - magnitude / weight % 10) * weight;
+    v = v < 0 ? -magnitude : magnitude;
+    ++cursor_;
+}
+
+void AddViewController::backspaceKey() {
+    if (keyboard()) {
+        deleteDigit();
+        return;
+    }
+    if (cursor_ == 0) return;
+    --cursor_;
+    std::int64_t& v = values_[static_cast<std::size_t>(selected_)];
+    std::int64_t weight = power10(digits_ + precision_ - 1 - cursor_);
+    std::int64_t magnitude = std::abs(v);
+    magnitude -= magnitude / weight % 10 * weight;
+    v = v < 0 ? -magnitude : magnitude;
+}
+
+void AddViewController::selectWheel(int component) {
+    // The separator is a component of its own between the whole digits and the decimals.
+    if (component < 0 || component == digits_ || component > digits_ + precision_) return;
+    cursor_ = component < digits_ ? component : component - 1;
+}
+
 void AddViewController::clear() {
     values_[static_cast<std::size_t>(selected_)] = 0;
 }
@@ -187,7 +225,10 @@ void AddViewController::flipSwitch(int tag, bool on) {
 void AddViewController::chooseSegment(int tag, int index) {
     if (tag != kRegisterTag) return;
     int count = static_cast<int>(registerChoices().size());
-    if (index >= 0 && index < count) selected_ = index;
+    if (index >= 0 && index < count) {
+        selected_ = index;
+        cursor_ = 0;
+    }
 }
 
 void AddViewController::dateAction(Date date) {

@@ -33,10 +33,18 @@ public:
         int rows = 500;  // a digit wheel's row r shows r mod 10, so it spins a long way either way
         int selected = 0;
         bool decimal = false;  // after the separator (drawn red)
+        bool cursor = false;   // where a typed digit goes
     };
     std::vector<Component> components() const;
     void wheelChanged(int component, int row);
     std::string decimalSeparator() const;
+
+    // Typing on a keyboard: on the keypad a digit comes in from the right as a tap would; on the
+    // wheels it sets the wheel under the cursor, which starts on the left and moves right. Backspace
+    // undoes the last digit either way. Selecting a wheel puts the cursor there.
+    void typeKey(int digit);
+    void backspaceKey();
+    void selectWheel(int component);
 
     // Keypad: a digit is taken while the value is below maxReading; delete drops the last digit.
     bool keyboard() const;  // the setting "keyboard", unless forceScrollWheels
@@ -83,6 +91,7 @@ private:
     std::int64_t maxReading_ = 0;
     int digits_ = 5, precision_ = 1;
     int selected_ = 0;
+    int cursor_ = 0;  // the digit (0 the leftmost) a key sets on the wheels
     bool bill_ = false, isNew_ = false;
     bool showTip_ = true;
     bool forceScrollWheels_ = false;

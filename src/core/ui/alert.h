@@ -18,4 +18,11 @@ struct Alert {
     friend bool operator==(const Alert&, const Alert&) = default;
 };
 
+// The button Escape answers: the one labelled "Cancel"; else a lone button; else, of an alert's two
+// buttons, the first. -1 when there is none (then Escape leaves the alert open).
+int cancelButton(const Alert& alert);
+// The button Enter answers: a lone button; of an alert's two, the one Escape does not answer. -1 for
+// action sheets and longer lists, where no choice is the obvious one.
+int defaultButton(const Alert& alert);
+
 }  // namespace numbrel

@@ -73,6 +73,51 @@ TEST_F(ReadingEntry, KeypadStopsAtTheDialsWidth) {
     EXPECT_FALSE(add.keyboard());
 }
 
+TEST_F(ReadingEntry, TypingOnTheWheelsGoesFromTheLeft) {
+    meter(0).set("digits", 4);
+    meter(0).set("precision", 2);
+    AddViewController add(app_, nav_, 0);
+    auto cursorAt = [&] {
+        std::vector<AddViewController::Component> wheels = add.components();
+        return static_cast<int>(
+            std::find_if(wheels.begin(), wheels.end(), [](const auto& c) { return c.cursor; }) -
+            wheels.begin());
+    };
+    EXPECT_EQ(cursorAt(), 0);
+    for (int d : {0, 9, 8, 7, 6})
+        add.typeKey(d);
+    EXPECT_EQ(add.value(0), 98760);  // 0987.60: the fifth digit is the first decimal
+    EXPECT_EQ(cursorAt(), 6);        // past the separator, on the last decimal
+    add.typeKey(5);
+    add.typeKey(4);  // every wheel is set: refused
+    EXPECT_EQ(add.value(0), 98765);
+    EXPECT_EQ(detailOf(add.sections(), "Reading"), "0987.65");
+    add.backspaceKey();
+    add.backspaceKey();
+    EXPECT_EQ(add.value(0), 98700);
+    EXPECT_EQ(cursorAt(), 5);  // the first decimal
+    add.selectWheel(1);        // the hundreds
+    add.typeKey(3);
+    EXPECT_EQ(add.value(0), 38700);
+    add.selectWheel(4);  // the separator is no place for the cursor
+    EXPECT_EQ(cursorAt(), 2);
+    add.selectWheel(6);
+    add.typeKey(1);
+    EXPECT_EQ(add.value(0), 38701);
+    add.saveAction();
+    EXPECT_DOUBLE_EQ(value(0, 0), 387.01);
+
+    // On the keypad the same keys work as its buttons do.
+    app_.settings().set("keyboard", true);
+    AddViewController keypad(app_, nav_, 0, -1);
+    keypad.clear();
+    for (int d : {4, 2})
+        keypad.typeKey(d);
+    keypad.backspaceKey();
+    keypad.typeKey(7);
+    EXPECT_EQ(keypad.value(0), 47);
+}
+
 TEST_F(ReadingEntry, AddingToEveryMeterWithNextMeter) {
     RootViewController root(app_);
     EXPECT_EQ(detailOf(root.sections(0), "Readings"), "None");
