@@ -11,6 +11,8 @@
 #include <QUrl>
 
 #include "exchange/backup_view_controller.h"
+#include "font_measurer.h"
+#include "main/graph_layout.h"
 #include "main/meters_view_controller.h"
 #include "main/selection_view_controller.h"
 #include "plist/date_text.h"
@@ -31,8 +33,14 @@ QVariantMap toVariant(const Alert& a) {
     QVariantList buttons;
     for (const auto& b : a.buttons)
         buttons << qs(b);
-    return {{"tag", a.tag},       {"title", qs(a.title)},         {"message", qs(a.message)},
-            {"buttons", buttons}, {"actionSheet", a.actionSheet}, {"dismissAfter", a.dismissAfterSeconds}};
+    return {{"tag", a.tag},
+            {"title", qs(a.title)},
+            {"message", qs(a.message)},
+            {"buttons", buttons},
+            {"actionSheet", a.actionSheet},
+            {"dismissAfter", a.dismissAfterSeconds},
+            {"cancelButton", cancelButton(a)},
+            {"defaultButton", defaultButton(a)}};
 }
 
 const char* accessoryName(Accessory a) {
@@ -130,8 +138,19 @@ Services::Services(NumbrelAppDelegate& app, std::string documentsDir, QObject* p
     });
 }
 
+// Something the user did may have changed the document: the screens read it again, and it is saved
+// within a second.
+// A screen that closes itself is still running the method that closed it: it is destroyed once
+// the event loop comes round again, never while one of its own methods runs.
+void Services::retire(std::shared_ptr<void> screen) {
+    if (!screen) return;
+    retired_.push_back(std::move(screen));
+    if (retired_.size() == 1) QTimer::singleShot(0, this, [this] { retired_.clear(); });
+}
+
 void Services::touch() {
     ++revision_;
+    saveSoon();
     emit changed();
 }
 
@@ -139,12 +158,32 @@ void Services::saveSoon() {
     saveTimer_.start();
 }
 
-void Services::noteCurrent(int page) {
-    std::string text = detailOf(root_.sections(page), "Current");
-    if (currentTexts_[page] == text) return;
-    currentTexts_[page] = text;
-    ++currentRevision_;
-    emit currentUpdated();
+std::shared_ptr<const PageGraphs> Services::pageGraphs(int page) {
+    auto& [built, graphs] = graphs_[page];
+    if (graphs && built == revision_) return graphs;
+    auto out = std::make_shared<PageGraphs>();
+    Engine engine = app_.engine();
+    const bool annual = boolOf(app_.settings(), "average");
+    const Array* meters = metersOf(app_.settings());
+    FontMeasurer measurer;
+    for (const RootViewController::GraphSpec& spec : root_.graphs(page)) {
+        PageGraphs::Graph g{
+            spec, buildSeries(app_.settings(), engine, app_.formatter(), app_.calendar(), spec.request)};
+        g.average = seriesAverage(g.series, engine, spec.request, annual);
+        // The page's Current row shows what the graph that matches the main screen's kind shows.
+        if (spec.cost == root_.graphShowsCost(page))
+            root_.averageAction(page, g.series.current, g.average, spec.cost);
+        LayoutRequest request;
+        request.leftMargin = kGraphMargin;
+        if (meters && page < static_cast<int>(meters->size()))
+            out->plotLeft =
+                std::max(out->plotLeft, plotLeft(g.series, (*meters)[static_cast<std::size_t>(page)], request,
+                                                 app_.formatter(), app_.environment(), measurer));
+        out->graphs.push_back(std::move(g));
+    }
+    built = revision_;
+    graphs = std::move(out);
+    return graphs;
 }
 
 QString Services::title() const {
@@ -165,7 +204,8 @@ QVariantList Services::toolbar() const {
     return out;
 }
 
-QVariantList Services::pageSections(int page) const {
+QVariantList Services::pageSections(int page) {
+    if (root_.holdsGraphs(page)) pageGraphs(page);  // the Current row's figures come from them
     return toVariant(root_.sections(page));
 }
 
@@ -237,6 +277,24 @@ void Services::entryDeleteDigit() {
     emit entryChanged();
 }
 
+void Services::entryTypeKey(int digit) {
+    if (!entry_) return;
+    entry_->typeKey(digit);
+    emit entryChanged();
+}
+
+void Services::entryBackspaceKey() {
+    if (!entry_) return;
+    entry_->backspaceKey();
+    emit entryChanged();
+}
+
+void Services::entrySelectWheel(int component) {
+    if (!entry_) return;
+    entry_->selectWheel(component);
+    emit entryChanged();
+}
+
 void Services::entrySetDate(const QDateTime& date) {
     if (!entry_) return;
     entry_->dateAction(fromQt(date));
@@ -247,7 +305,7 @@ void Services::entrySave() {
     if (!entry_) return;
     // "Reading Saved" or closing comes back through the navigator.
     QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::dismissRequested, this, [this] {
-        entry_.reset();
+        retire(std::move(entry_));
         emit entryClosed();
     });
     entry_->saveAction();
@@ -288,6 +346,7 @@ void Services::answerAlert(int tag, int button) {
     }
     if (!screens_.empty() && tag >= TariffViewController::kDeleteRatesTag) {  // answers for a pushed screen
         QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::popRequested, this, [this] {
+            retire(std::move(screens_.back()));
             screens_.pop_back();
             emit screenClosed();
         });
@@ -392,6 +451,7 @@ void Services::screenSelect(int section, int row) {
     }
     // A chooser that closes itself after a choice goes back to the screen below.
     QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::popRequested, this, [this] {
+        retire(std::move(screens_.back()));
         screens_.pop_back();
         emit screenClosed();
     });
@@ -517,7 +577,7 @@ void Services::metersEdit(bool editing) {
 void Services::metersSelect(int row) {
     if (!meters_) return;
     QMetaObject::Connection closed = connect(&navigator_, &QmlNavigator::popRequested, this, [this] {
-        meters_.reset();
+        retire(std::move(meters_));
         emit metersClosed();
     });
     meters_->selectRow(0, row);
@@ -557,8 +617,11 @@ QVariantList Services::entryWheels() const {
     QVariantList out;
     if (!entry_) return out;
     for (const auto& c : entry_->components())
-        out << QVariantMap{
-            {"separator", c.separator}, {"rows", c.rows}, {"selected", c.selected}, {"decimal", c.decimal}};
+        out << QVariantMap{{"separator", c.separator},
+                           {"rows", c.rows},
+                           {"selected", c.selected},
+                           {"decimal", c.decimal},
+                           {"cursor", c.cursor}};
     return out;
 }
 
@@ -714,11 +777,23 @@ void Services::readingsSaveExport(bool all, const QUrl& where) {
         out.write(file.bytes.data(), static_cast<qint64>(file.bytes.size())) !=
             static_cast<qint64>(file.bytes.size()) ||
         !out.commit()) {
-        navigator_.present(Alert{0,
-                                 numbrel::tr("Warning!"),
-                                 numbrel::tr("The export could not be written to ") + path.toStdString(),
-                                 {numbrel::tr("OK")}});
+        navigator_.present(
+            Alert{0,
+                  numbrel::tr("Warning!"),
+                  fill(numbrel::tr("The export could not be written to %@"), {path.toStdString()}),
+                  {numbrel::tr("OK")}});
+        return;
     }
+    navigator_.present(Alert{0,
+                             numbrel::tr("CSV Export"),
+                             fill(numbrel::tr("The readings were saved as %@"), {path.toStdString()}),
+                             {numbrel::tr("OK")}});
+}
+
+QUrl Services::userDocuments() const {
+    QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    if (folder.isEmpty() || !QFileInfo(folder).isDir()) folder = QDir::homePath();
+    return QUrl::fromLocalFile(folder);
 }
 
 void Services::openCurrent() {

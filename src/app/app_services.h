@@ -47,6 +47,20 @@ signals:
     void popRequested();
 };
 
+// The graphs of one page as the document and the window have them: each graph's series and average
+// line, and the left edge of the plots, shared so that graphs above each other line up.
+struct PageGraphs {
+    struct Graph {
+        RootViewController::GraphSpec spec;
+        GraphSeries series;
+        double average = 0;
+    };
+    std::vector<Graph> graphs;
+    double plotLeft = 0;
+};
+// Room left of a graph's value-axis labels.
+inline constexpr double kGraphMargin = 6;
+
 class Services : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -59,7 +73,6 @@ class Services : public QObject {
     Q_PROPERTY(bool showPageControl READ showPageControl NOTIFY changed)
     Q_PROPERTY(int revision READ revision NOTIFY changed)
     Q_PROPERTY(QObject* navigator READ navigator CONSTANT)
-    Q_PROPERTY(int currentRevision READ currentRevision NOTIFY currentUpdated)
 
     // Reading entry (when open).
     Q_PROPERTY(QString entryTitle READ entryTitle NOTIFY entryChanged)
@@ -100,12 +113,13 @@ public:
     QVariantList toolbar() const;
     bool showPageControl() const { return root_.showPageControl(); }
     int revision() const { return revision_; }
-    int currentRevision() const { return currentRevision_; }
-    // A graph was drawn: its page's Current row may read differently now.
-    void noteCurrent(int page);
     QObject* navigator() { return &navigator_; }
 
-    Q_INVOKABLE QVariantList pageSections(int page) const;
+    // A page's graphs, built once per change of the document or the window. Building them fills the
+    // page's Current row.
+    std::shared_ptr<const PageGraphs> pageGraphs(int page);
+
+    Q_INVOKABLE QVariantList pageSections(int page);
     Q_INVOKABLE bool holdsGraphs(int page) const { return root_.holdsGraphs(page); }
     Q_INVOKABLE void setWindowSize(double width, double height);
     Q_INVOKABLE void pageAction(int page);
@@ -122,6 +136,10 @@ public:
     Q_INVOKABLE void entryWheelChanged(int component, int row);
     Q_INVOKABLE void entryTypeDigit(int digit);
     Q_INVOKABLE void entryDeleteDigit();
+    // Keys typed on a keyboard: on the wheels from the left, on the keypad as its buttons.
+    Q_INVOKABLE void entryTypeKey(int digit);
+    Q_INVOKABLE void entryBackspaceKey();
+    Q_INVOKABLE void entrySelectWheel(int component);
     Q_INVOKABLE void entrySetDate(const QDateTime& date);
     Q_INVOKABLE void entrySave();
     Q_INVOKABLE void entryCancel();
@@ -136,8 +154,10 @@ public:
     // Writes the CSV export and hands it to the desktop's mail client, or keeps it in the Documents
     // folder when there is none; says what happened.
     Q_INVOKABLE void readingsExport(bool all);
-    // Writes the export where the user chose (when there is no mail client).
+    // Writes the export where the user chose (when there is no mail client) and says where it went.
     Q_INVOKABLE void readingsSaveExport(bool all, const QUrl& where);
+    // The user's own documents folder, where a save dialog starts.
+    Q_INVOKABLE QUrl userDocuments() const;
     QString readingsTitle() const;
     QVariantList readingsSections() const;
     QVariantMap readingsPeriods() const;
@@ -203,7 +223,6 @@ signals:
     void entryChanged();
     void entryClosed();
     void saveFailed(QString message);
-    void currentUpdated();
     void readingsChanged();
     void readingsClosed();
     void currentChanged();
@@ -222,6 +241,7 @@ signals:
 private:
     void touch();
     void saveSoon();
+    void retire(std::shared_ptr<void> screen);
     void requestEdit();
 
     NumbrelAppDelegate& app_;
@@ -234,12 +254,12 @@ private:
     std::unique_ptr<MetersViewController> meters_;
     std::unique_ptr<TariffViewController> tariff_;
     std::vector<std::unique_ptr<Screen>> screens_;
+    std::vector<std::shared_ptr<void>> retired_;  // closed screens, destroyed after their last call
     std::optional<ValueEdit> edit_;
     std::unique_ptr<QTemporaryDir> exports_;  // mail attachments, removed when the app ends
     QTimer saveTimer_;
     int revision_ = 0;
-    int currentRevision_ = 0;
-    std::map<int, std::string> currentTexts_;
+    std::map<int, std::pair<int, std::shared_ptr<const PageGraphs>>> graphs_;  // by page: revision, graphs
 };
 
 QVariantList toVariant(const std::vector<Section>& sections);

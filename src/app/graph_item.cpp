@@ -1,10 +1,10 @@
 #include "graph_item.h"
 
-#include <QFontMetricsF>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
 
+#include "font_measurer.h"
 #include "store/document.h"
 
 namespace numbrel::app {
@@ -14,21 +14,6 @@ namespace {
 QColor qcolor(const Color& c) {
     return QColor::fromRgbF(c.r, c.g, c.b, c.a);
 }
-
-QFont fontOf(double size) {
-    QFont font;
-    font.setPixelSize(static_cast<int>(size));
-    return font;
-}
-
-// Text widths from the fonts the painter will use.
-class FontMeasurer final : public TextMeasurer {
-public:
-    double width(std::string_view text, double fontSize) const override {
-        QFontMetricsF metrics(fontOf(fontSize));
-        return metrics.horizontalAdvance(QString::fromUtf8(text.data(), static_cast<int>(text.size())));
-    }
-};
 
 }  // namespace
 
@@ -73,7 +58,7 @@ void paintDisplayList(QPainter& p, const DisplayList& list) {
         } else if (std::holds_alternative<ClipEnd>(item)) {
             p.restore();
         } else if (auto* t = std::get_if<Text>(&item)) {
-            p.setFont(fontOf(t->fontSize));
+            p.setFont(graphFont(t->fontSize));
             p.setPen(qcolor(t->color));
             int align = Qt::AlignVCenter | (t->align == Align::Left     ? Qt::AlignLeft
                                             : t->align == Align::Center ? Qt::AlignHCenter
@@ -94,20 +79,20 @@ void GraphItem::setServices(Services* s) {
     if (services_ == s) return;
     if (services_) disconnect(services_, nullptr, this, nullptr);
     services_ = s;
-    if (services_) connect(services_, &Services::changed, this, [this] { update(); });
-    invalidate();
+    if (services_) connect(services_, &Services::changed, this, &GraphItem::refresh);
+    refresh();
 }
 
 void GraphItem::setPage(int p) {
     if (page_ == p) return;
     page_ = p;
-    invalidate();
+    refresh();
 }
 
 void GraphItem::setGraph(int g) {
     if (graph_ == g) return;
     graph_ = g;
-    invalidate();
+    refresh();
 }
 
 void GraphItem::setHoldX(double x) {
@@ -117,44 +102,40 @@ void GraphItem::setHoldX(double x) {
     update();
 }
 
-void GraphItem::invalidate() {
-    series_.reset();
+void GraphItem::refresh() {
+    graphs_ = services_ && page_ >= 0 ? services_->pageGraphs(page_) : nullptr;
     emit inputsChanged();
     update();
 }
 
-void GraphItem::paint(QPainter* painter) {
-    if (!services_ || width() < 50 || height() < 50) return;
-    NumbrelAppDelegate& app = services_->delegate();
-    if (!series_ || builtRevision_ != services_->revision()) {
-        std::vector<RootViewController::GraphSpec> specs = services_->root().graphs(page_);
-        if (graph_ >= static_cast<int>(specs.size())) return;
-        spec_ = specs[static_cast<std::size_t>(graph_)];
-        Engine engine = app.engine();
-        series_ = buildSeries(app.settings(), engine, app.formatter(), app.calendar(), spec_.request);
-        builtRevision_ = services_->revision();
-    }
+GraphLayout GraphItem::layout() const {
+    if (!services_ || !graphs_ || graph_ < 0 || graph_ >= static_cast<int>(graphs_->graphs.size())) return {};
+    const NumbrelAppDelegate& app = services_->delegate();
     const Array* meters = metersOf(app.settings());
-    if (!meters || page_ >= static_cast<int>(meters->size())) return;
+    if (!meters || page_ >= static_cast<int>(meters->size())) return {};
+    const PageGraphs::Graph& g = graphs_->graphs[static_cast<std::size_t>(graph_)];
     LayoutRequest request;
     request.width = width();
     request.height = height();
     if (holdX_ >= 0) request.holdX = holdX_;
-    request.period = spec_.request.period;
-    request.cost = spec_.cost;
+    request.period = g.spec.request.period;
+    request.cost = g.spec.cost;
     request.theme = static_cast<int>(integerOf(app.settings(), "theme", 4));
-    Engine engine = app.engine();
-    request.average = seriesAverage(*series_, engine, spec_.request, boolOf(app.settings(), "average"));
+    request.average = g.average;
+    request.leftMargin = kGraphMargin;
+    request.plotLeft = graphs_->plotLeft;
     FontMeasurer measurer;
-    GraphLayout layout = layoutGraph(*series_, (*meters)[static_cast<std::size_t>(page_)], request,
-                                     app.formatter(), app.environment(), measurer);
-    paintDisplayList(*painter, layout.list);
-    // The page's Current row shows what the graph that matches the main screen's kind shows.
-    if (spec_.cost == services_->root().graphShowsCost(page_)) {
-        services_->root().averageAction(page_, layout.current, layout.average, spec_.cost);
-        QMetaObject::invokeMethod(
-            services_, [s = services_, page = page_] { s->noteCurrent(page); }, Qt::QueuedConnection);
-    }
+    return layoutGraph(g.series, (*meters)[static_cast<std::size_t>(page_)], request, app.formatter(),
+                       app.environment(), measurer);
+}
+
+QString GraphItem::title() const {
+    return QString::fromStdString(layout().title);
+}
+
+void GraphItem::paint(QPainter* painter) {
+    if (width() < 50 || height() < 50) return;
+    paintDisplayList(*painter, layout().list);
 }
 
 }  // namespace numbrel::app

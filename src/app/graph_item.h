@@ -1,5 +1,6 @@
-// A meter's graph on the main screen: the core's series and layout, painted with QPainter. A double
-// tap flips usage and cost; a press held for half a second shows the values under the finger.
+// A meter's graph on the main screen: the page's series laid out by the core and painted with
+// QPainter. A double tap flips usage and cost; a press held for half a second shows the values under
+// the finger.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
@@ -18,6 +19,8 @@ class GraphItem : public QQuickPaintedItem {
     Q_PROPERTY(int page READ page WRITE setPage NOTIFY inputsChanged)
     Q_PROPERTY(int graph READ graph WRITE setGraph NOTIFY inputsChanged)   // which graph of the page
     Q_PROPERTY(double holdX READ holdX WRITE setHoldX NOTIFY holdChanged)  // < 0: not holding
+    // Where the plot starts, right of the value-axis labels.
+    Q_PROPERTY(double plotLeft READ plotLeft NOTIFY inputsChanged)
 
 public:
     explicit GraphItem(QQuickItem* parent = nullptr);
@@ -29,24 +32,28 @@ public:
     int graph() const { return graph_; }
     void setGraph(int g);
     double holdX() const { return holdX_; }
+    double plotLeft() const { return graphs_ ? graphs_->plotLeft : 0; }
     void setHoldX(double x);
 
     void paint(QPainter* painter) override;
+
+    // The title shown above the plot: the graph's, or the held point's values.
+    Q_INVOKABLE QString title() const;
 
 signals:
     void inputsChanged();
     void holdChanged();
 
 private:
-    void invalidate();
+    // Takes the page's graphs again (the document, the window or the inputs changed) and redraws.
+    void refresh();
+    GraphLayout layout() const;
     Services* services_ = nullptr;
     int page_ = 0;
     int graph_ = 0;
     double holdX_ = -1;
-    // The series is kept between paints and rebuilt when the document or the inputs change.
-    std::optional<GraphSeries> series_;
-    RootViewController::GraphSpec spec_;
-    int builtRevision_ = -1;
+    // The page's graphs as they were when something last changed; painting only draws them.
+    std::shared_ptr<const PageGraphs> graphs_;
 };
 
 // Paints a display list with QPainter.

@@ -15,7 +15,9 @@
 #include "app_services.h"
 #include "platform/worker_thread.h"
 #include "plist/date_text.h"
+#include "quit_on_signals.h"
 #include "store/preferences_store.h"
+#include "ui/localize.h"
 #include "ui_test.h"
 
 // The QML module's type registration, generated from the adapters' QML_ELEMENT declarations.
@@ -25,9 +27,22 @@ namespace {
 
 int qmlProblems = 0;
 
+// The checks fail on any warning the interface gives at run time (a binding loop, a missing module,
+// an image that does not load), not only on those of loading.
 void countProblems(QtMsgType type, const QMessageLogContext& context, const QString& message) {
     if (type == QtWarningMsg || type == QtCriticalMsg || type == QtFatalMsg) ++qmlProblems;
     std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+}
+
+// The self-test: every page and dialog opened in turn, each given time to be made and drawn.
+void runSelfTestSteps(QQuickWindow* window, int step = 0) {
+    QVariant more;
+    QMetaObject::invokeMethod(window, "selfTestStep", Q_RETURN_ARG(QVariant, more), Q_ARG(QVariant, step));
+    if (more.toBool()) {
+        QTimer::singleShot(120, window, [window, step] { runSelfTestSteps(window, step + 1); });
+        return;
+    }
+    QTimer::singleShot(300, [] { QGuiApplication::exit(qmlProblems == 0 ? 0 : 2); });
 }
 
 }  // namespace
@@ -58,8 +73,12 @@ int main(int argc, char** argv) {
                             "With --screenshot: open a screen first (\"entry\", \"sheet\", \"backups\" ..., "
                             "as scripts/screenshots uses them).",
                             "WHAT");
-    QCommandLineOption uiTest("ui-test", "Tap +, turn a wheel, save, and check the Readings row; then exit.");
-    parser.addOptions({store, documents, now, tz, locale, selfTest, uiTest, screenshot, size, show});
+    QCommandLineOption uiTest("ui-test",
+                              "Walk through the app as a user would, checking each step; then exit.");
+    QCommandLineOption uiTestWait("ui-test-wait",
+                                  "With --ui-test: after the walk, wait to be ended by a signal.");
+    parser.addOptions(
+        {store, documents, now, tz, locale, selfTest, uiTest, uiTestWait, screenshot, size, show});
     parser.process(application);
 
     using namespace numbrel;
@@ -87,7 +106,7 @@ int main(int argc, char** argv) {
         std::cerr << "store loaded " << sinceStart.elapsed() << " ms\n";
     app::Services services(delegate, documentsDir);
 
-    if (parser.isSet(selfTest)) qInstallMessageHandler(countProblems);
+    if (parser.isSet(selfTest) || parser.isSet(uiTest)) qInstallMessageHandler(countProblems);
     qml_register_types_Numbrel();
     qmlRegisterSingletonInstance("Numbrel", 1, 0, "App", &services);
     QQmlApplicationEngine engine;
@@ -97,7 +116,9 @@ int main(int argc, char** argv) {
         alerts << QVariantMap{{"tag", a.tag},
                               {"title", QString::fromStdString(a.title)},
                               {"message", QString::fromStdString(a.message)},
-                              {"buttons", QStringList{"OK"}}};
+                              {"buttons", QStringList{QString::fromStdString(tr("OK"))}},
+                              {"cancelButton", 0},
+                              {"defaultButton", 0}};
     QVariantMap properties{{"startupAlerts", alerts}};
     if (parser.isSet(screenshot)) {
         QStringList wh = parser.value(size).split('x');
@@ -122,18 +143,28 @@ int main(int argc, char** argv) {
         if (v == QWindow::Minimized || v == QWindow::Hidden) services.enterBackground();
     });
     QObject::connect(&application, &QGuiApplication::aboutToQuit, [&] { services.enterBackground(); });
+    // Logging out, Ctrl+C and a closed terminal quit through the event loop: the document is saved.
+    app::QuitOnSignals quitOnSignals;
     if (parser.isSet(selfTest)) {
-        // Open reading entry both ways, then quit: every file of the interface has been loaded.
-        QTimer::singleShot(200, [&] {
-            QMetaObject::invokeMethod(window, "selfTest");
-            QTimer::singleShot(500, [&] { QGuiApplication::exit(qmlProblems == 0 ? 0 : 2); });
-        });
+        QTimer::singleShot(200, window, [window] { runSelfTestSteps(window); });
         int rc = QGuiApplication::exec();
         if (qmlProblems) std::cerr << "numbrel: " << qmlProblems << " QML warnings or errors\n";
         return rc;
     }
     if (parser.isSet(uiTest)) {
-        QTimer::singleShot(300, [&] { QGuiApplication::exit(app::runUiTest(*window, services)); });
+        // The walk ends by waiting for SIGTERM when its driver sends one (--ui-test-wait).
+        QTimer::singleShot(300, [&] {
+            int failed = app::runUiTest(*window, services);
+            if (failed == 0 && qmlProblems) {
+                std::cerr << "numbrel: " << qmlProblems << " QML warnings or errors during the walk\n";
+                failed = 2;
+            }
+            if (failed || !parser.isSet(uiTestWait)) {
+                QGuiApplication::exit(failed);
+                return;
+            }
+            std::cout << "ui test: waiting for a signal" << std::endl;
+        });
         return QGuiApplication::exec();
     }
     if (parser.isSet(screenshot)) {

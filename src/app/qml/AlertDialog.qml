@@ -4,27 +4,40 @@ import QtQuick.Layouts
 import Numbrel
 
 // Alerts and action sheets of the screen models; the answer goes back by tag and button index.
+// Escape answers the cancel button and Enter the default one, as the model names them.
 Dialog {
     id: dialog
-    property var alert: ({ tag: 0, title: "", message: "", buttons: [] })
+    property var alert: ({ tag: 0, title: "", message: "", buttons: [], cancelButton: -1, defaultButton: -1 })
     property var queue: []
     modal: true
+    closePolicy: Popup.NoAutoClose  // an alert is answered, never just dropped
     anchors.centerIn: parent
     width: Math.min(300, parent ? parent.width - 40 : 300)
     padding: 16
     title: ""
 
     function show(a) {
+        // Alerts made in QML name no cancel or default button: a lone button is both.
+        if (a.cancelButton === undefined) a.cancelButton = a.buttons.length === 1 ? 0 : -1
+        if (a.defaultButton === undefined) a.defaultButton = a.buttons.length === 1 ? 0 : -1
         if (visible) { queue.push(a); return }
         alert = a
         open()
         if (a.dismissAfter > 0) timer.restart()
+    }
+    function answer(index) {
+        if (index < 0 || index >= alert.buttons.length) return
+        timer.stop()
+        close()
+        App.answerAlert(alert.tag, index)
     }
     onClosed: if (queue.length > 0) show(queue.shift())
     Timer { id: timer; interval: (dialog.alert.dismissAfter || 0) * 1000; onTriggered: dialog.close() }
 
     contentItem: ColumnLayout {
         spacing: 12
+        Shortcut { sequence: "Escape"; enabled: dialog.visible; onActivated: dialog.answer(dialog.alert.cancelButton) }
+        Shortcut { sequences: ["Return", "Enter"]; enabled: dialog.visible; onActivated: dialog.answer(dialog.alert.defaultButton) }
         Label {
             text: dialog.alert.title
             font.bold: true
@@ -48,13 +61,10 @@ Dialog {
                 required property int index
                 objectName: "alertButton-" + index
                 text: modelData
-                flat: true
+                highlighted: index === dialog.alert.defaultButton
+                font.bold: index === dialog.alert.defaultButton
                 Layout.fillWidth: true
-                onClicked: {
-                    timer.stop()
-                    dialog.close()
-                    App.answerAlert(dialog.alert.tag, index)
-                }
+                onClicked: dialog.answer(index)
             }
         }
     }

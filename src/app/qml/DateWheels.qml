@@ -18,22 +18,46 @@ Rectangle {
     }
     function settled() { if (!day.moving && !month.moving && !year.moving && !hour.moving && !minute.moving) picked(current()) }
 
+    // One wheel of the picker. A notch of the mouse wheel moves it by one row; a click on a row turns
+    // it there.
     component Wheel: Tumbler {
+        id: dial
         property var labels: null  // the texts of the rows, else the row number plus first
         property int first: 0
         property bool twoDigits: false
         font.pixelSize: 20
+        wrap: false
         delegate: Component {
             Label {
                 required property int index
-                text: Tumbler.tumbler.labels ? Tumbler.tumbler.labels[index]
-                      : Tumbler.tumbler.twoDigits ? ("0" + index).slice(-2) : index + Tumbler.tumbler.first
+                text: dial.labels ? dial.labels[index] : dial.twoDigits ? ("0" + index).slice(-2) : index + dial.first
                 font.pixelSize: 20
                 horizontalAlignment: Text.AlignHCenter
+                verticalAlignment: Text.AlignVCenter
                 opacity: 1.0 - Math.abs(Tumbler.displacement) / 3
+                MouseArea {
+                    anchors.fill: parent
+                    onClicked: { dial.currentIndex = parent.index; wheels.settled() }
+                }
             }
         }
         onMovingChanged: if (!moving) wheels.settled()
+        MouseArea {
+            anchors.fill: parent
+            acceptedButtons: Qt.NoButton
+            z: 1  // above the wheel's own list, which would scroll freely
+            property real pending: 0
+            onWheel: (event) => {
+                pending += event.angleDelta.y
+                const notches = pending > 0 ? Math.floor(pending / 120) : Math.ceil(pending / 120)
+                if (notches !== 0) {
+                    pending -= notches * 120
+                    dial.currentIndex = Math.max(0, Math.min(dial.count - 1, dial.currentIndex - notches))
+                    wheels.settled()
+                }
+                event.accepted = true
+            }
+        }
     }
 
     Row {

@@ -15,6 +15,26 @@ Page {
     property var wheels: App.entryWheels
     property int wheelCount: wheels.length
 
+    // The keyboard: digits set the wheels from the left (or come in as on the keypad), Backspace
+    // takes the last one back. Enter and Escape are the window's Save and Cancel.
+    focus: true
+    Keys.onPressed: (event) => {
+        if (event.key >= Qt.Key_0 && event.key <= Qt.Key_9 && App.entryDateMode === 0) {
+            App.entryTypeKey(event.key - Qt.Key_0)
+            event.accepted = true
+        } else if (event.key === Qt.Key_Backspace && App.entryDateMode === 0) {
+            App.entryBackspaceKey()
+            event.accepted = true
+        }
+    }
+    // Turns a reading wheel to a row and tells the model.
+    function turn(component, row) {
+        const t = wheelRow.children[component]
+        if (!t || !t.isWheel) return
+        t.currentIndex = Math.max(0, Math.min(t.count - 1, row))
+        App.entryWheelChanged(component, t.currentIndex)
+    }
+
     Connections {
         target: App
         function onEntryChanged() {
@@ -52,24 +72,59 @@ Page {
                 Repeater {
                     model: entry.wheelCount
                     delegate: Tumbler {
+                        id: dial
                         required property int index
                         objectName: "wheel-" + index
-                        property bool isWheel: !entry.wheels[index].separator
+                        readonly property var spec: entry.wheels[index] || ({ separator: true, rows: 1, selected: 0, decimal: false, cursor: false })
+                        property bool isWheel: !spec.separator
                         width: isWheel ? 36 : 14
                         height: 200
                         visibleItemCount: 5
                         wrap: false
-                        model: entry.wheels[index].rows
-                        currentIndex: entry.wheels[index].selected
+                        model: spec.rows
+                        currentIndex: spec.selected
                         onMovingChanged: if (!moving && isWheel) App.entryWheelChanged(index, currentIndex)
                         delegate: Label {
                             required property int index
-                            text: Tumbler.tumbler && !Tumbler.tumbler.isWheel ? App.decimalSeparator : index % 10
+                            text: dial.isWheel ? index % 10 : App.decimalSeparator
                             font.pixelSize: 22
                             horizontalAlignment: Text.AlignHCenter
                             verticalAlignment: Text.AlignVCenter
-                            color: Tumbler.tumbler && entry.wheels[Tumbler.tumbler.index] && entry.wheels[Tumbler.tumbler.index].decimal ? "#d0021b" : "black"
+                            color: dial.spec.decimal ? "#d0021b" : "black"
                             opacity: 1.0 - Math.abs(Tumbler.displacement) / 3
+                            // A click on a digit turns its wheel there and puts the typing cursor on it.
+                            MouseArea {
+                                anchors.fill: parent
+                                enabled: dial.isWheel
+                                onClicked: { App.entrySelectWheel(dial.index); entry.turn(dial.index, parent.index); entry.forceActiveFocus() }
+                            }
+                        }
+                        // One notch of a mouse wheel is one digit (touchpads add up to a notch).
+                        MouseArea {
+                            anchors.fill: parent
+                            acceptedButtons: Qt.NoButton
+                            z: 1  // above the wheel's own list, which would scroll freely
+                            enabled: dial.isWheel
+                            property real pending: 0
+                            onWheel: (event) => {
+                                pending += event.angleDelta.y
+                                const notches = pending > 0 ? Math.floor(pending / 120) : Math.ceil(pending / 120)
+                                if (notches !== 0) {
+                                    pending -= notches * 120
+                                    entry.turn(dial.index, dial.currentIndex - notches)
+                                }
+                                event.accepted = true
+                            }
+                        }
+                        // The typing cursor: a line under the wheel that typed digits set.
+                        Rectangle {
+                            visible: dial.spec.cursor === true
+                            anchors.horizontalCenter: parent.horizontalCenter
+                            anchors.verticalCenter: parent.verticalCenter
+                            anchors.verticalCenterOffset: 17
+                            width: parent.width - 8
+                            height: 2
+                            color: Theme.tint
                         }
                     }
                 }
@@ -91,16 +146,19 @@ Page {
             rowSpacing: 8
             columnSpacing: 8
             Repeater {
-                model: ["1", "2", "3", "4", "5", "6", "7", "8", "9", "", "0", "⌫"]
+                model: ["1", "2", "3", "4", "5", "6", "7", "8", "9", "", "0", "delete"]
                 delegate: Button {
                     required property string modelData
+                    objectName: "key-" + modelData
                     opacity: modelData === "" ? 0 : 1
                     enabled: modelData !== ""
-                    text: modelData
+                    text: modelData === "delete" ? "" : modelData
+                    icon.source: modelData === "delete" ? "qrc:/Numbrel/icons/backspace.svg" : ""
                     font.pixelSize: 24
+                    focusPolicy: Qt.NoFocus  // the keyboard stays with the page
                     Layout.preferredWidth: 96
                     Layout.preferredHeight: 52
-                    onClicked: modelData === "⌫" ? App.entryDeleteDigit() : App.entryTypeDigit(parseInt(modelData))
+                    onClicked: modelData === "delete" ? App.entryDeleteDigit() : App.entryTypeDigit(parseInt(modelData))
                 }
             }
         }

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import QtQuick.Dialogs
 import Numbrel
 
 ApplicationWindow {
@@ -26,7 +27,21 @@ ApplicationWindow {
         App.openEntry(readingIndex === undefined ? -1 : readingIndex)
         stack.push(entryPage)
     }
-    // For screenshots: "entry" (reading entry) or "sheet" (the settings menu).
+    // Opens the tariff editor's row with a label (the first such row).
+    function selectTariffRow(label) {
+        const sections = App.tariffSections
+        for (let s = 0; s < sections.length; ++s)
+            for (let r = 0; r < sections[s].rows.length; ++r)
+                if (sections[s].rows[r].label === label) { App.tariffSelect(s, r); return true }
+        console.warn("no tariff row " + label)
+        return false
+    }
+    function openTariff(meter) {
+        openMeters()
+        App.openTariff(meter)
+        stack.push(tariffPage)
+    }
+    // For screenshots: a screen by name, as scripts/screenshots uses them.
     function showForScreenshot(what) {
         if (what === "entry") openEntry(-1)
         if (what === "sheet") alertDialog.show(App.settingsSheet())
@@ -35,42 +50,71 @@ ApplicationWindow {
         if (what === "bill") { openReadings(); App.answerAlert(1, 1) }
         if (what === "current") openCurrent()
         if (what === "meters") { openMeters(); App.metersEdit(true) }
-        if (what === "tariff") { openMeters(); App.openTariff(0); stack.push(tariffPage) }
-        if (what === "edit") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(2, 0) }
-        if (what === "stepped" || what === "monthly") { openMeters(); App.openTariff(0); stack.push(tariffPage); if (what === "monthly") { App.tariffFlip(30, true); App.tariffFlip(31, false) } }
-        if (what === "units") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(1, 0); App.screenSetEditing(true) }
+        if (what === "tariff") openTariff(0)
+        if (what === "edit") { openTariff(0); selectTariffRow(qsTr("Rate")) }
+        if (what === "stepped" || what === "monthly") { openTariff(0); if (what === "monthly") { App.tariffFlip(30, true); App.tariffFlip(31, false) } }
+        if (what === "units") { openTariff(0); selectTariffRow(qsTr("Billed")); App.screenSetEditing(true) }
         if (what === "themes") App.openThemes()
         if (what === "backups") App.openBackups()
         if (what === "filemenu") { App.openBackups(); App.screenSelect(2, 0) }
-        if (what === "date") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.answerAlert(40, 1); App.tariffSelect(5, 0); App.screenSelect(0, 0) }
-        if (what === "postcode") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 4) }
-        if (what === "notes") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 6) }
-        if (what === "type") { openMeters(); App.openTariff(0); stack.push(tariffPage); App.tariffSelect(0, 1); App.screenSelect(1, 1); App.screenSelect(2, 1) }
+        if (what === "date") { openTariff(0); App.answerAlert(40, 1); selectTariffRow(qsTr("Rates to")) && App.screenSelect(0, 0) }
+        if (what === "postcode") { openTariff(0); selectTariffRow(qsTr("Postcode")) }
+        if (what === "notes") { openTariff(0); selectTariffRow(qsTr("Notes")) }
+        if (what === "type") { openTariff(0); selectTariffRow(qsTr("Type")); App.screenSelect(1, 1); App.screenSelect(2, 1) }
+        if (what === "savedialog") openSaveDialog(false, "electricity.csv")
     }
-    function selfTest() {
-        openEntry(-1)
-        stack.pop()
-        openReadings()
-        stack.pop()
-        openCurrent()
-        stack.pop()
-        openMeters()
-        App.openTariff(0)
-        stack.push(tariffPage)
-        App.tariffSelect(0, 2)
-        App.screenPop()
-        stack.pop()
-        stack.pop()
-        stack.pop()
-        alertDialog.show(App.settingsSheet())
-        alertDialog.close()
-        App.openBackups()
-        App.screenPop()
-        stack.pop()
+
+    // The self-test opens every page and dialog the app can show, one step at a time (so that each
+    // is made and drawn); a step answers false when there are no more.
+    function selfTestStep(step) {
+        const steps = [
+            () => openEntry(-1),
+            () => App.entrySelectRow(0),              // the date wheels
+            () => back(),
+            () => openReadings(),
+            () => App.readingsUsageAction(),          // an action sheet
+            () => alertDialog.answer(alertDialog.alert.cancelButton),
+            () => openSaveDialog(false, "electricity.csv"),
+            () => saveDialog.close(),
+            () => back(),
+            () => openCurrent(),
+            () => back(),
+            () => openMeters(),
+            () => App.metersEdit(true),
+            () => App.metersEdit(false),
+            () => { App.openTariff(0); stack.push(tariffPage) },
+            () => selectTariffRow(qsTr("Conversion")),   // the number editor
+            () => editor.reject(),
+            () => selectTariffRow(qsTr("Name")),         // the text editor
+            () => editor.reject(),
+            () => selectTariffRow(qsTr("Notes")),        // notes on several lines
+            () => editor.reject(),
+            () => selectTariffRow(qsTr("Billed")),       // a chooser
+            () => back(),
+            () => { App.answerAlert(40, 1); selectTariffRow(qsTr("Rates to")) },  // a rate change
+            () => App.screenSelect(0, 0),                // its date on wheels
+            () => editor.reject(),
+            () => back(),
+            () => back(),
+            () => back(),
+            () => alertDialog.show(App.settingsSheet()),
+            () => alertDialog.answer(alertDialog.alert.cancelButton),
+            () => App.openThemes(),
+            () => back(),
+            () => App.openBackups(),
+            () => openAddFileDialog(),
+            () => addDialog.close(),
+            () => back(),
+        ]
+        if (step >= steps.length) return false
+        steps[step]()
+        return true
     }
 
     // Each page says what its bar shows: pageTitle, leftText/rightText and leftAction()/rightAction().
+    // The bar keeps one height on every page.
     header: ToolBar {
+        implicitHeight: 44
         background: Rectangle { color: App.black ? "#000000" : Theme.bar; Rectangle { anchors.bottom: parent.bottom; width: parent.width; height: 1; color: App.black ? "#000000" : Theme.separator } }
         RowLayout {
             anchors.fill: parent
@@ -79,10 +123,13 @@ ApplicationWindow {
                 palette.buttonText: App.black ? "#ffffff" : "#000000"
                 text: stack.currentItem ? stack.currentItem.leftText : ""
                 enabled: text !== ""
+                font.pixelSize: 15
                 Layout.preferredWidth: 90
+                Layout.fillHeight: true
                 onClicked: stack.currentItem.leftAction()
             }
             Label {
+                objectName: "pageTitle"
                 text: stack.currentItem ? stack.currentItem.pageTitle : ""
                 font.bold: true
                 font.pixelSize: 17
@@ -97,17 +144,35 @@ ApplicationWindow {
                 text: stack.currentItem ? stack.currentItem.rightText : ""
                 enabled: text !== ""
                 font.pixelSize: text === "+" ? 26 : 15
-                font.bold: text !== "+"
+                font.bold: window.rightIsDefault
                 Layout.preferredWidth: 90
+                Layout.fillHeight: true
                 onClicked: stack.currentItem.rightAction()
             }
         }
     }
 
+    // Keys as a desktop has them: Escape goes back or cancels, Enter is the page's Save or Done, the
+    // arrows and Page Up/Down move between meters, Ctrl+Q quits (saving, as closing does).
+    readonly property bool rightIsDefault: !!stack.currentItem && (stack.currentItem.rightText === qsTr("Save") || stack.currentItem.rightText === qsTr("Done"))
+    function back() {
+        const page = stack.currentItem
+        if (stack.depth <= 1 || !page) return
+        if (page.leftText !== "") page.leftAction()
+        else if (page.rightText !== "") page.rightAction()
+    }
+    Shortcut { sequence: "Escape"; enabled: stack.depth > 1; onActivated: window.back() }
+    Shortcut { sequences: ["Return", "Enter"]; enabled: window.rightIsDefault; onActivated: stack.currentItem.rightAction() }
+    Shortcut { sequence: StandardKey.Quit; context: Qt.ApplicationShortcut; onActivated: Qt.quit() }
+    Shortcut { sequences: ["Left", "PgUp"]; enabled: stack.depth === 1; onActivated: App.pageAction(Math.max(0, App.meterIndex - 1)) }
+    Shortcut { sequences: ["Right", "PgDown"]; enabled: stack.depth === 1; onActivated: App.pageAction(Math.min(App.pageCount - 1, App.meterIndex + 1)) }
+
     StackView {
         id: stack
         anchors.fill: parent
         initialItem: MainPage {}
+        // The page on top takes the keyboard (reading entry types digits).
+        onCurrentItemChanged: if (currentItem) currentItem.forceActiveFocus()
     }
 
     Component {
@@ -158,6 +223,56 @@ ApplicationWindow {
         function onSaveFailed(message) {
             alertDialog.show({ tag: -1, title: qsTr("Warning!"), message: qsTr("Your readings could not be saved: ") + message, buttons: [qsTr("OK")] })
         }
+        function onExportSaveRequested(all, suggestedName) { openSaveDialog(all, suggestedName) }
+        function onAddFileRequested() { openAddFileDialog() }
+    }
+
+    // File dialogs. Their implementation needs Qt.labs.folderlistmodel, and opening one without it
+    // would crash: it is looked for first, and its absence is said.
+    property var fileDialogsWork: undefined
+    function canOpenFileDialogs() {
+        if (fileDialogsWork === undefined) {
+            try {
+                Qt.createQmlObject("import Qt.labs.folderlistmodel\nFolderListModel {}", window, "fileDialogCheck").destroy()
+                fileDialogsWork = true
+            } catch (e) {
+                fileDialogsWork = false
+                console.warn("file dialogs cannot be made: " + e.message)
+            }
+        }
+        if (!fileDialogsWork)
+            alertDialog.show({ tag: -1, title: qsTr("Warning!"), buttons: [qsTr("OK")],
+                               message: qsTr("The file dialog cannot be opened: the Qt module Qt.labs.folderlistmodel (Debian package qml6-module-qt-labs-folderlistmodel) is missing") })
+        return fileDialogsWork
+    }
+    // The CSV export goes where the user chooses: the documents folder, under the export's own name.
+    function openSaveDialog(all, name) {
+        if (!canOpenFileDialogs()) return
+        saveDialog.all = all
+        saveDialog.currentFolder = App.userDocuments()
+        saveDialog.selectedFile = App.userDocuments() + "/" + name
+        saveDialog.open()
+    }
+    function openAddFileDialog() {
+        if (!canOpenFileDialogs()) return
+        addDialog.open()
+    }
+    FileDialog {
+        id: saveDialog
+        objectName: "saveDialog"
+        property bool all: false
+        title: qsTr("CSV Export")
+        fileMode: FileDialog.SaveFile
+        nameFilters: [qsTr("CSV files (*.csv)")]
+        onAccepted: App.readingsSaveExport(all, selectedFile)
+    }
+    FileDialog {
+        id: addDialog
+        objectName: "addDialog"
+        title: qsTr("Add File")
+        fileMode: FileDialog.OpenFiles
+        nameFilters: [qsTr("Backups and CSV files (*.bak *.csv *.BAK *.CSV)"), qsTr("All files (*)")]
+        onAccepted: { for (const f of selectedFiles) App.addFile(f) }
     }
     Connections {
         target: App.navigator
@@ -265,6 +380,7 @@ ApplicationWindow {
             }
             ScrollView {
                 visible: editor.multiLine
+                contentWidth: availableWidth
                 Layout.fillWidth: true
                 Layout.preferredHeight: window.height >= 700 ? 260 : 180
                 TextArea {
@@ -273,6 +389,8 @@ ApplicationWindow {
                     background: Rectangle { color: "white"; border.color: Theme.separator }
                 }
             }
+            // Enter saves a date too (a text field takes Enter itself).
+            Shortcut { sequences: ["Return", "Enter"]; enabled: editor.visible && editor.isDate; onActivated: editor.accept() }
             DateWheels {
                 id: dateWheels
                 visible: editor.isDate

@@ -41,7 +41,7 @@ Page {
         Item {
             id: meterPage
             property int index: -1
-            property var sections: index < 0 ? [] : (App.revision, App.currentRevision, App.pageSections(index))
+            property var sections: index < 0 ? [] : (App.revision, App.pageSections(index))
             property var tables: sections.filter(s => s.rows.length === 0 || s.rows[0].label !== "Graph")
             property int graphCount: sections.length - tables.length
 
@@ -72,6 +72,7 @@ Page {
                         color: "white"
                         GraphItem {
                             id: graph
+                            objectName: "graph-" + meterPage.index + "-" + parent.index
                             anchors.fill: parent
                             services: App
                             page: meterPage.index
@@ -98,6 +99,8 @@ Page {
         visible: App.showPageControl && App.pageCount > 1
         count: App.pageCount
         currentIndex: pager.currentIndex
+        interactive: true
+        onCurrentIndexChanged: if (currentIndex !== pager.currentIndex) App.pageAction(currentIndex)
         anchors.bottom: parent.bottom
         anchors.horizontalCenter: parent.horizontalCenter
     }
@@ -121,8 +124,9 @@ Page {
             }
             Item { Layout.fillWidth: true }
             ToolButton {
-                text: "⚙"
-                font.pixelSize: 22
+                objectName: "gearButton"
+                icon.source: "qrc:/Numbrel/icons/gear.svg"
+                icon.color: Theme.tint
                 onClicked: alertDialog.show(App.settingsSheet())
             }
         }

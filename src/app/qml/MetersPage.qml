@@ -72,10 +72,10 @@ Page {
                             onClicked: App.metersMove(index, index + 1)
                         }
                         ToolButton {
+                            objectName: "rates-" + index
                             visible: !parent.parent.addRow
-                            text: "ⓘ"
-                            font.pixelSize: 18
-                            palette.buttonText: Theme.tint
+                            icon.source: "qrc:/Numbrel/icons/info.svg"
+                            icon.color: Theme.tint
                             onClicked: { App.openTariff(index); stack.push(tariffPage) }
                         }
                         Label {

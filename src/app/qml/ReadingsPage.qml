@@ -1,7 +1,6 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import QtQuick.Dialogs
 import Numbrel
 
 // A meter's readings by month with the usage and cost of each interval, the period control, the bill
@@ -26,23 +25,6 @@ Page {
         function onChanged() { App.readingsPeriodAction(readings.periods.selected) }
     }
 
-    FileDialog {
-        id: saveDialog
-        property bool all: false
-        title: qsTr("CSV Export")
-        fileMode: FileDialog.SaveFile
-        nameFilters: [qsTr("CSV files (*.csv)")]
-        onAccepted: App.readingsSaveExport(all, selectedFile)
-    }
-    Connections {
-        target: App
-        function onExportSaveRequested(all, suggestedName) {
-            saveDialog.all = all
-            saveDialog.currentFile = "file:///" + suggestedName
-            saveDialog.open()
-        }
-    }
-
     ListView {
         id: list
         anchors.fill: parent
@@ -65,7 +47,11 @@ Page {
             Repeater {
                 model: modelData.rows
                 delegate: Rectangle {
+                    id: readingRow
                     required property var modelData
+                    // Deleting takes two steps: "−" shows the row's Delete button, and only that deletes.
+                    property bool revealed: false
+                    Connections { target: readings; function onEditingChanged() { readingRow.revealed = false } }
                     Layout.fillWidth: true
                     Layout.preferredHeight: 56
                     color: mouse.pressed ? "#d9d9d9" : Theme.row
@@ -81,12 +67,14 @@ Page {
                         anchors.rightMargin: 12
                         spacing: 10
                         Button {
+                            objectName: "minus-" + modelData.index
                             visible: readings.editing
                             text: "−"
                             palette.button: "#ff3b30"
                             palette.buttonText: "white"
                             Layout.preferredWidth: 32
-                            onClicked: App.readingsDelete(modelData.index)
+                            rotation: readingRow.revealed ? 90 : 0
+                            onClicked: readingRow.revealed = !readingRow.revealed
                         }
                         ColumnLayout {
                             spacing: 2
@@ -119,6 +107,14 @@ Page {
                                 color: Theme.detail
                             }
                         }
+                        Button {
+                            objectName: "delete-" + modelData.index
+                            visible: readings.editing && readingRow.revealed
+                            text: qsTr("Delete")
+                            palette.button: "#ff3b30"
+                            palette.buttonText: "white"
+                            onClicked: App.readingsDelete(modelData.index)
+                        }
                     }
                     Rectangle { anchors.bottom: parent.bottom; anchors.left: parent.left; anchors.leftMargin: 16; anchors.right: parent.right; height: 1; color: Theme.separator }
                 }
@@ -146,8 +142,9 @@ Page {
             }
             Item { Layout.fillWidth: true }
             ToolButton {
-                text: "✉"
-                font.pixelSize: 20
+                objectName: "exportButton"
+                icon.source: "qrc:/Numbrel/icons/mail.svg"
+                icon.color: Theme.tint
                 enabled: !readings.editing
                 onClicked: App.pageCount < 2 ? App.readingsExport(false) : exportMenu.open()
                 Menu {

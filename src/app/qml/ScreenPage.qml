@@ -1,7 +1,6 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
-import QtQuick.Dialogs
 import Numbrel
 
 // Any table screen a model pushes (the choosers): its sections as the model describes them.
@@ -17,18 +16,7 @@ Page {
         else App.screenSetEditing(!App.screenEditing)
     }
 
-    // The backups screen takes files from elsewhere: "Add File…" or a file dropped on the page.
-    FileDialog {
-        id: addDialog
-        title: qsTr("Add File")
-        fileMode: FileDialog.OpenFiles
-        nameFilters: [qsTr("Backups and CSV files (*.bak *.csv *.BAK *.CSV)"), qsTr("All files (*)")]
-        onAccepted: { for (const f of selectedFiles) App.addFile(f) }
-    }
-    Connections {
-        target: App
-        function onAddFileRequested() { addDialog.open() }
-    }
+    // The backups screen takes files dropped on the page; "Add File…" opens the window's file dialog.
     DropArea {
         anchors.fill: parent
         enabled: App.screenTakesFiles

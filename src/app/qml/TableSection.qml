@@ -34,7 +34,8 @@ ColumnLayout {
             Layout.fillWidth: true
             Layout.preferredHeight: Theme.rowHeight
             color: mouse.pressed && modelData.selectable ? "#d9d9d9" : Theme.row
-            // A swipe to the left shows the Delete button of a row that allows it; a tap hides it.
+            // A swipe to the left shows the Delete button of a row that allows it; a tap hides it. In
+            // editing mode a row's "−" shows it. Only the Delete button deletes.
             property bool swiped: false
             MouseArea {
                 id: mouse
@@ -56,6 +57,15 @@ ColumnLayout {
                 anchors.leftMargin: 16
                 anchors.rightMargin: 12
                 spacing: 8
+                Button {
+                    visible: !!modelData.deletable
+                    text: "−"
+                    palette.button: "#ff3b30"
+                    palette.buttonText: "white"
+                    Layout.preferredWidth: 32
+                    rotation: rowItem.swiped ? 90 : 0
+                    onClicked: rowItem.swiped = !rowItem.swiped
+                }
                 Label {
                     visible: modelData.accessory !== "segments"
                     text: modelData.label
@@ -94,7 +104,7 @@ ColumnLayout {
                     font.pixelSize: 18
                 }
                 Button {
-                    visible: !!modelData.deletable || rowItem.swiped
+                    visible: rowItem.swiped
                     text: qsTr("Delete")
                     palette.button: "#ff3b30"
                     palette.buttonText: "white"

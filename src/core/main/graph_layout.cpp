@@ -88,10 +88,7 @@ public:
             maxLabel = number(s_.maximum);
             lowLabel = number(s_.lowerBound);
         }
-        L_ =
-            (s_.points.empty() ? 0
-                               : std::max(measure_.width(maxLabel, kFont), measure_.width(lowLabel, kFont))) +
-            5;
+        L_ = std::max(left(), r_.plotLeft);
         scale_ = s_.maximum >= s_.lowerBound + 0.00001 ? (B_ - kTop - 2) / (s_.maximum - s_.lowerBound) : 0.0;
 
         add(FillRect{{0, 0, W_, H_}, kWhite});
@@ -99,8 +96,8 @@ public:
                      Color{208 / 255.0, 210 / 255.0, 216 / 255.0},
                      Color{237 / 255.0, 237 / 255.0, 237 / 255.0}});
         if (!s_.points.empty()) {
-            add(Text{maxLabel, {0, 18, L_ - 5, 20}, Align::Right, kFont, kDarkGray});
-            add(Text{lowLabel, {0, B_ - 10, L_ - 5, 20}, Align::Right, kFont, kDarkGray});
+            add(Text{maxLabel, labelBox(18), Align::Right, kFont, kDarkGray});
+            add(Text{lowLabel, labelBox(B_ - 10), Align::Right, kFont, kDarkGray});
         }
         add(Line{{L_, kTop}, {W_, kTop}, 1, kDarkGray, {}, false});
         add(Line{{L_, B_}, {W_, B_}, 1, kDarkGray, {}, false});
@@ -138,6 +135,14 @@ public:
         return out;
     }
 
+    // The plot's left edge for the labels: the wider of the two value-axis labels, and 5 more.
+    double left() const {
+        double labels = s_.points.empty() ? 0
+                                          : std::max(measure_.width(number(s_.maximum), kFont),
+                                                     measure_.width(number(s_.lowerBound), kFont));
+        return r_.leftMargin + labels + 5;
+    }
+
     std::vector<std::string> texts() const {
         std::vector<std::string> out{title()};
         for (int i = 0; i < n_ && static_cast<std::size_t>(i) < s_.points.size(); ++i)
@@ -150,6 +155,9 @@ private:
     void add(T item) {
         items_->emplace_back(std::move(item));
     }
+
+    // A value-axis label's box: right-aligned against the plot, from the left margin.
+    Rect labelBox(double top) const { return {r_.leftMargin, top, L_ - 5 - r_.leftMargin, 20}; }
 
     std::string number(double v) const { return f_.formatDouble(v, meter_, s_.labelPrecision); }
 
@@ -235,7 +243,7 @@ private:
         double y = std::floor(B_ - scale_ * (A - s_.lowerBound) - 1);
         if (!(y > kTop && y < B_)) return;
         double top = y < 43 ? 43 : y <= B_ - 25 ? y - 10 : B_ - 25;
-        add(Text{number(A), {0, top, L_ - 5, 20}, Align::Right, kFont, kLightGray});
+        add(Text{number(A), labelBox(top), Align::Right, kFont, kLightGray});
         add(Line{{L_, y}, {W_, y}, 1, kLightGray, {3, 2}});
     }
 
@@ -417,6 +425,11 @@ private:
 GraphLayout layoutGraph(const GraphSeries& series, const Value& meter, const LayoutRequest& request,
                         const Formatter& formatter, const Environment& env, const TextMeasurer& measurer) {
     return Layout(series, meter, request, formatter, env, measurer).run();
+}
+
+double plotLeft(const GraphSeries& series, const Value& meter, const LayoutRequest& request,
+                const Formatter& formatter, const Environment& env, const TextMeasurer& measurer) {
+    return Layout(series, meter, request, formatter, env, measurer).left();
 }
 
 std::vector<std::string> graphTexts(const GraphSeries& series, const Value& meter,

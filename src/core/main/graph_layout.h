@@ -20,8 +20,10 @@ struct LayoutRequest {
     std::optional<double> holdX;  // where the finger holds, or nothing
     Period period = Period::Daily;
     bool cost = false;
-    int theme = 4;       // 0 dark grey, 1 red, 2 green, 3 blue, other: each bar against its comparison
-    double average = 0;  // the value of the average line (seriesAverage)
+    int theme = 4;          // 0 dark grey, 1 red, 2 green, 3 blue, other: each bar against its comparison
+    double average = 0;     // the value of the average line (seriesAverage)
+    double leftMargin = 0;  // room left of the value-axis labels
+    double plotLeft = 0;    // the plot starts here at least (graphs above each other line up)
 };
 
 struct GraphLayout {
@@ -34,6 +36,10 @@ struct GraphLayout {
 
 GraphLayout layoutGraph(const GraphSeries& series, const Value& meter, const LayoutRequest& request,
                         const Formatter& formatter, const Environment& env, const TextMeasurer& measurer);
+
+// Where the plot of a graph starts: right of its value-axis labels.
+double plotLeft(const GraphSeries& series, const Value& meter, const LayoutRequest& request,
+                const Formatter& formatter, const Environment& env, const TextMeasurer& measurer);
 
 // What holding each shown point would show above the plot, newest first; the first entry is the
 // graph's title.

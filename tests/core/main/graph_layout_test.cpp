@@ -218,6 +218,27 @@ TEST_F(LayoutTest, HeldTextCarriesThePreviousYearChange) {
     EXPECT_EQ(title(layout(s, r)), "Yearly Credit (£)");
 }
 
+TEST_F(LayoutTest, GraphsAboveEachOtherShareTheirPlotsLeftEdge) {
+    GraphSeries usage = series({4, 6, 5, 7}, 4, false), cost = series({1234.5, 99, 5, 7}, 4, false);
+    LayoutRequest r;
+    r.period = Period::Quarterly;
+    r.leftMargin = 6;
+    double narrow = plotLeft(usage, meter_, r, formatter_, env_, measurer_);
+    double wide = plotLeft(cost, meter_, r, formatter_, env_, measurer_);
+    EXPECT_LT(narrow, wide);
+    r.plotLeft = std::max(narrow, wide);
+    for (const GraphSeries* s : {&usage, &cost}) {
+        for (const DisplayItem& item : layout(*s, r).list.items) {
+            if (auto* g = std::get_if<Gradient>(&item)) EXPECT_EQ(g->rect.x, wide);
+            // Labels keep clear of the left edge and end 5 before the plot.
+            if (auto* t = std::get_if<Text>(&item); t && t->align == Align::Right) {
+                EXPECT_EQ(t->box.x, 6);
+                EXPECT_EQ(t->box.x + t->box.width, wide - 5);
+            }
+        }
+    }
+}
+
 TEST_F(LayoutTest, DailyBarsUseOneLetterWeekdaysBeyondSeven) {
     GraphSeries s = series({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}, 14, true);
     LayoutRequest r;
