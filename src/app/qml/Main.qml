@@ -44,6 +44,7 @@ ApplicationWindow {
     // For screenshots: a screen by name, as scripts/screenshots uses them.
     function showForScreenshot(what) {
         if (what === "entry") openEntry(-1)
+        if (what === "entrydate") { openEntry(-1); App.entrySelectRow(0) }
         if (what === "sheet") alertDialog.show(App.settingsSheet())
         if (what === "readings") openReadings()
         if (what === "bills") { openReadings(); App.readingsUsageAction(); App.answerAlert(1, 2); alertDialog.close() }
@@ -61,7 +62,7 @@ ApplicationWindow {
         if (what === "postcode") { openTariff(0); selectTariffRow(qsTr("Postcode")) }
         if (what === "notes") { openTariff(0); selectTariffRow(qsTr("Notes")) }
         if (what === "type") { openTariff(0); selectTariffRow(qsTr("Type")); App.screenSelect(1, 1); App.screenSelect(2, 1) }
-        if (what === "savedialog") openSaveDialog(false, "electricity.csv")
+        if (what === "savedialog") { openReadings(); openSaveDialog(false, "electricity.csv") }
     }
 
     // The self-test opens every page and dialog the app can show, one step at a time (so that each
@@ -263,6 +264,7 @@ ApplicationWindow {
         property bool all: false
         title: qsTr("CSV Export")
         fileMode: FileDialog.SaveFile
+        acceptLabel: qsTr("Save")
         nameFilters: [qsTr("CSV files (*.csv)")]
         onAccepted: App.readingsSaveExport(all, selectedFile)
     }
@@ -271,6 +273,7 @@ ApplicationWindow {
         objectName: "addDialog"
         title: qsTr("Add File")
         fileMode: FileDialog.OpenFiles
+        acceptLabel: qsTr("Add")
         nameFilters: [qsTr("Backups and CSV files (*.bak *.csv *.BAK *.CSV)"), qsTr("All files (*)")]
         onAccepted: { for (const f of selectedFiles) App.addFile(f) }
     }

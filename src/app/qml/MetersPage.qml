@@ -47,11 +47,10 @@ Page {
                         anchors.leftMargin: 12
                         anchors.rightMargin: 12
                         spacing: 8
-                        Button {
+                        ColouredButton {
                             visible: App.metersEditing
                             text: parent.parent.addRow ? "+" : "−"
-                            palette.button: parent.parent.addRow ? "#34c759" : "#ff3b30"
-                            palette.buttonText: "white"
+                            colour: parent.parent.addRow ? "#34c759" : "#ff3b30"
                             Layout.preferredWidth: 32
                             onClicked: parent.parent.addRow ? App.metersAdd() : App.metersDelete(index)
                         }

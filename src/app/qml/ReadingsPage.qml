@@ -66,12 +66,11 @@ Page {
                         anchors.leftMargin: 16
                         anchors.rightMargin: 12
                         spacing: 10
-                        Button {
+                        ColouredButton {
                             objectName: "minus-" + modelData.index
                             visible: readings.editing
                             text: "−"
-                            palette.button: "#ff3b30"
-                            palette.buttonText: "white"
+                            colour: "#ff3b30"
                             Layout.preferredWidth: 32
                             rotation: readingRow.revealed ? 90 : 0
                             onClicked: readingRow.revealed = !readingRow.revealed
@@ -107,12 +106,11 @@ Page {
                                 color: Theme.detail
                             }
                         }
-                        Button {
+                        ColouredButton {
                             objectName: "delete-" + modelData.index
                             visible: readings.editing && readingRow.revealed
                             text: qsTr("Delete")
-                            palette.button: "#ff3b30"
-                            palette.buttonText: "white"
+                            colour: "#ff3b30"
                             onClicked: App.readingsDelete(modelData.index)
                         }
                     }

@@ -57,11 +57,10 @@ ColumnLayout {
                 anchors.leftMargin: 16
                 anchors.rightMargin: 12
                 spacing: 8
-                Button {
+                ColouredButton {
                     visible: !!modelData.deletable
                     text: "−"
-                    palette.button: "#ff3b30"
-                    palette.buttonText: "white"
+                    colour: "#ff3b30"
                     Layout.preferredWidth: 32
                     rotation: rowItem.swiped ? 90 : 0
                     onClicked: rowItem.swiped = !rowItem.swiped
@@ -103,11 +102,10 @@ ColumnLayout {
                     color: Theme.tint
                     font.pixelSize: 18
                 }
-                Button {
+                ColouredButton {
                     visible: rowItem.swiped
                     text: qsTr("Delete")
-                    palette.button: "#ff3b30"
-                    palette.buttonText: "white"
+                    colour: "#ff3b30"
                     onClicked: section.rowDeleted(index)
                 }
             }
