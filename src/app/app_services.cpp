@@ -166,13 +166,13 @@ std::shared_ptr<const PageGraphs> Services::pageGraphs(int page) {
     const bool annual = boolOf(app_.settings(), "average");
     const Array* meters = metersOf(app_.settings());
     FontMeasurer measurer;
-    for (const RootViewController::GraphSpec& spec : root_.graphs(page)) {
+    for (const RootViewController::GraphSpec& shows : root_.graphs(page)) {
         PageGraphs::Graph g{
-            spec, buildSeries(app_.settings(), engine, app_.formatter(), app_.calendar(), spec.request)};
-        g.average = seriesAverage(g.series, engine, spec.request, annual);
+            shows, buildSeries(app_.settings(), engine, app_.formatter(), app_.calendar(), shows.request)};
+        g.average = seriesAverage(g.series, engine, shows.request, annual);
         // The page's Current row shows what the graph that matches the main screen's kind shows.
-        if (spec.cost == root_.graphShowsCost(page))
-            root_.averageAction(page, g.series.current, g.average, spec.cost);
+        if (shows.cost == root_.graphShowsCost(page))
+            root_.averageAction(page, g.series.current, g.average, shows.cost);
         LayoutRequest request;
         request.leftMargin = kGraphMargin;
         if (meters && page < static_cast<int>(meters->size()))

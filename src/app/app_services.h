@@ -51,7 +51,7 @@ signals:
 // line, and the left edge of the plots, shared so that graphs above each other line up.
 struct PageGraphs {
     struct Graph {
-        RootViewController::GraphSpec spec;
+        RootViewController::GraphSpec shows;
         GraphSeries series;
         double average = 0;
     };

@@ -118,8 +118,8 @@ GraphLayout GraphItem::layout() const {
     request.width = width();
     request.height = height();
     if (holdX_ >= 0) request.holdX = holdX_;
-    request.period = g.spec.request.period;
-    request.cost = g.spec.cost;
+    request.period = g.shows.request.period;
+    request.cost = g.shows.cost;
     request.theme = static_cast<int>(integerOf(app.settings(), "theme", 4));
     request.average = g.average;
     request.leftMargin = kGraphMargin;

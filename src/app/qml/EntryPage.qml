@@ -75,14 +75,14 @@ Page {
                         id: dial
                         required property int index
                         objectName: "wheel-" + index
-                        readonly property var spec: entry.wheels[index] || ({ separator: true, rows: 1, selected: 0, decimal: false, cursor: false })
-                        property bool isWheel: !spec.separator
+                        readonly property var digit: entry.wheels[index] || ({ separator: true, rows: 1, selected: 0, decimal: false, cursor: false })
+                        property bool isWheel: !digit.separator
                         width: isWheel ? 36 : 14
                         height: 200
                         visibleItemCount: 5
                         wrap: false
-                        model: spec.rows
-                        currentIndex: spec.selected
+                        model: digit.rows
+                        currentIndex: digit.selected
                         onMovingChanged: if (!moving && isWheel) App.entryWheelChanged(index, currentIndex)
                         delegate: Label {
                             required property int index
@@ -90,7 +90,7 @@ Page {
                             font.pixelSize: 22
                             horizontalAlignment: Text.AlignHCenter
                             verticalAlignment: Text.AlignVCenter
-                            color: dial.spec.decimal ? "#d0021b" : "black"
+                            color: dial.digit.decimal ? "#d0021b" : "black"
                             opacity: 1.0 - Math.abs(Tumbler.displacement) / 3
                             // A click on a digit turns its wheel there and puts the typing cursor on it.
                             MouseArea {
@@ -118,7 +118,7 @@ Page {
                         }
                         // The typing cursor: a line under the wheel that typed digits set.
                         Rectangle {
-                            visible: dial.spec.cursor === true
+                            visible: dial.digit.cursor === true
                             anchors.horizontalCenter: parent.horizontalCenter
                             anchors.verticalCenter: parent.verticalCenter
                             anchors.verticalCenterOffset: 17
