@@ -24,35 +24,6 @@ namespace numbrel {
 
 namespace {
 
-bool validUtf8(std::string_view s) {
-    std::size_t i = 0;
-    while (i < s.size()) {
-        // Runs of ASCII, eight bytes at a time.
-        while (i + 8 <= s.size()) {
-            std::uint64_t word;
-            std::memcpy(&word, s.data() + i, 8);
-            if (word & 0x8080808080808080ull) break;
-            i += 8;
-        }
-        if (i >= s.size()) break;
-        auto c = static_cast<unsigned char>(s[i]);
-        std::size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
-        if (n == 0 || (n == 2 && c < 0xC2) || i + n > s.size()) return false;
-        for (std::size_t k = 1; k < n; ++k)
-            if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) return false;
-        if (n == 3) {
-            auto c1 = static_cast<unsigned char>(s[i + 1]);
-            if ((c == 0xE0 && c1 < 0xA0) || (c == 0xED && c1 >= 0xA0)) return false;  // overlong, surrogate
-        }
-        if (n == 4) {
-            auto c1 = static_cast<unsigned char>(s[i + 1]);
-            if ((c == 0xF0 && c1 < 0x90) || c > 0xF4 || (c == 0xF4 && c1 >= 0x90)) return false;
-        }
-        i += n;
-    }
-    return true;
-}
-
 // The length of the line-end character at i, or 0: LF, VT, FF, CR, NEL, LINE and PARAGRAPH SEPARATOR.
 std::size_t lineEndAt(std::string_view t, std::size_t i) {
     auto c = static_cast<unsigned char>(t[i]);

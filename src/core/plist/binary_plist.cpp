@@ -457,7 +457,7 @@ private:
     void writeText(std::string_view s) {
         if (isAscii(s)) {
             char* p = putMarker(room(s.size() + 16), 0x5, s.size());
-            std::memcpy(p, s.data(), s.size());
+            if (!s.empty()) std::memcpy(p, s.data(), s.size());  // an empty view may hold no pointer
             advance(p + s.size());
             return;
         }
@@ -517,7 +517,7 @@ private:
             case Value::Type::Data: {
                 const Data& d = v.data();
                 p = putMarker(room(d.size() + 16), 0x4, d.size());
-                std::memcpy(p, d.data(), d.size());
+                if (!d.empty()) std::memcpy(p, d.data(), d.size());  // empty data holds no pointer
                 p += d.size();
                 break;
             }

@@ -173,6 +173,7 @@ private:
     }
     void ch(char c) { *room(1) = c, ++used_; }
     void literal(std::string_view text) {
+        if (text.empty()) return;  // an empty view may hold no pointer
         std::memcpy(room(text.size()), text.data(), text.size());
         used_ += text.size();
     }

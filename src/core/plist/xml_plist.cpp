@@ -5,6 +5,7 @@
 #include <string>
 
 #include "plist/date_text.h"
+#include "plist/utf.h"
 
 namespace numbrel {
 
@@ -279,6 +280,8 @@ private:
 }  // namespace
 
 PlistResult readXmlPlist(std::string_view text) {
+    // Texts are kept as UTF-8: a file that is not would change on its way through the document.
+    if (!validUtf8(text)) return PlistResult{Value(), "the XML text is not UTF-8"};
     return XmlReader(text).run();
 }
 

@@ -43,7 +43,9 @@ TEST(XmlPlist, MalformedTextIsAnError) {
          {"", "<plist>", "<plist><dict><key>a</key></dict></plist>", "<plist><integer>12x</integer></plist>",
           "<plist><string>a</integer></plist>", "<plist><date>yesterday</date></plist>",
           "<plist><string>&bogus;</string></plist>", "<plist><data>!!</data></plist>",
-          "<plist><foo/></plist>", "<plist><true/><true/></plist>"}) {
+          "<plist><foo/></plist>", "<plist><true/><true/></plist>",
+          "<plist><dict><key>n\xB4g</key><true/></dict></plist>",  // not UTF-8: it would not come back
+          "<plist><string>\xED\xA0\x80</string></plist>"}) {
         EXPECT_FALSE(readXmlPlist(text).ok()) << text;
     }
     std::string deep = "<plist>";
