@@ -42,6 +42,18 @@ TEST_F(Backups, MadeAndRestoredOnTheSameSystem) {
     EXPECT_EQ(check.document, app_.settings());
 }
 
+// A backup made with this version: its hash and its restore must never change, or every backup a
+// household has made becomes an "Old Backup?".
+TEST(BackupKnownAnswer, ABackupMadeEarlierStillRestores) {
+    std::string bytes = test::readFile(test::dataPath("backup/known-answer.bak"));
+    RestoreCheck check = checkBackup(bytes, 420);
+    ASSERT_EQ(check.outcome, RestoreOutcome::Restored) << check.reason;
+    EXPECT_EQ(documentDigests(check.document).hash + 1u, 1027022399u);
+    EXPECT_EQ(check.fingerprint, "a65087e167f8f4e8aa53bfed25896197");  // the change fingerprint, as well
+    EXPECT_EQ(stringOf(check.document, "filename"), "nb20261122@120000.bak");
+    EXPECT_EQ(metersOf(check.document)->size(), 2u);
+}
+
 TEST_F(Backups, ALargeHouseholdComesBackWhole) {
     // Three meters with ten years of daily readings each, notes in several scripts, a rate change.
     for (int m = 0; m < 3; ++m) {
