@@ -37,6 +37,7 @@ std::optional<std::string> readLimited(const std::string& path, std::uint64_t li
 BackupViewController::BackupViewController(NumbrelAppDelegate& app, Navigator& navigator,
                                            std::string directory)
     : app_(app), navigator_(navigator), directory_(std::move(directory)) {
+    removeStaleTemporaries(directory_);  // backups cut short by a killed process are not files to offer
     refresh();
 }
 

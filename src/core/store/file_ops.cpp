@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -126,6 +127,38 @@ std::optional<std::string> readWholeFile(const std::string& path, std::string& e
     }
     ::close(fd);
     return bytes;
+}
+
+bool fileHolds(const std::string& path, std::string_view bytes) {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0 || static_cast<std::uint64_t>(st.st_size) != bytes.size())
+        return false;
+    std::string error;
+    std::optional<std::string> content = readWholeFile(path, error, bytes.size() + 1);
+    return content && *content == bytes;
+}
+
+int removeStaleTemporaries(const std::string& directory) {
+    std::error_code ec;
+    int removed = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, ec)) {
+        const std::string name = entry.path().filename().string();
+        auto at = name.rfind(".tmp-");
+        if (at == std::string::npos) continue;
+        // ".tmp-" PID "-" N, nothing else.
+        std::string_view rest = std::string_view(name).substr(at + 5);
+        auto dash = rest.find('-');
+        if (dash == std::string_view::npos || dash == 0 || dash + 1 == rest.size()) continue;
+        std::string_view pid = rest.substr(0, dash), n = rest.substr(dash + 1);
+        auto digits = [](std::string_view t) {
+            return std::all_of(t.begin(), t.end(), [](char c) { return c >= '0' && c <= '9'; });
+        };
+        if (!digits(pid) || !digits(n) || pid.size() > 9) continue;
+        const pid_t owner = static_cast<pid_t>(std::stol(std::string(pid)));
+        if (owner == ::getpid() || ::kill(owner, 0) == 0 || errno != ESRCH) continue;  // still saving
+        if (::unlink(entry.path().c_str()) == 0) ++removed;
+    }
+    return removed;
 }
 
 }  // namespace numbrel

@@ -36,4 +36,11 @@ std::optional<std::string> readWholeFile(const std::string& path, std::string& e
 
 std::string parentDirectory(const std::string& path);
 
+// Whether the file at path holds exactly these bytes (a missing or unreadable file does not).
+bool fileHolds(const std::string& path, std::string_view bytes);
+
+// Removes the temporary files of writeFileAtomically ("NAME.tmp-PID-N") in a folder whose process no
+// longer runs: a save killed half-way leaves one behind, as large as the file. Answers how many went.
+int removeStaleTemporaries(const std::string& directory);
+
 }  // namespace numbrel

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 #include <vector>
 
 #include "plist/binary_plist.h"
@@ -53,8 +52,8 @@ std::optional<Value> PreferencesStore::parse(std::string_view bytes, std::string
 PreferencesStore::LoadReport PreferencesStore::load(Date now) {
     LoadReport report;
     stored_ = Value::emptyDictionary();
-    fileKnown_ = false;
     writable_ = true;
+    removeStaleTemporaries(parentDirectory(path_));  // saves cut short by a killed process
     std::string error;
     std::optional<std::string> bytes = readWholeFile(path_, error);
     if (!bytes && error.empty()) return report;  // no store yet
@@ -63,8 +62,6 @@ PreferencesStore::LoadReport PreferencesStore::load(Date now) {
         std::optional<Value> value = parse(*bytes, error);
         if (value && value->isDictionary()) {
             stored_ = std::move(*value);
-            fileHash_ = std::hash<std::string_view>{}(*bytes);
-            fileKnown_ = true;
             return report;
         }
         if (value) error = "the file does not hold a dictionary";
@@ -105,15 +102,13 @@ std::optional<std::string> PreferencesStore::write(const Value& source,
     for (const auto& e : stored_.dictionary())
         entries.emplace_back(e.key, &e.value);
     std::string bytes = writeBinaryPlistDictionary(entries);
-    std::size_t hash = std::hash<std::string_view>{}(bytes);
-    if (fileKnown_ && hash == fileHash_) return std::nullopt;
     if (!writable_)
         return "the preferences file " + path_ +
                " could not be read or moved aside, so it is not overwritten";
-    if (auto error = writeFileAtomically(ops_, path_, bytes)) return error;
-    fileHash_ = hash;
-    fileKnown_ = true;
-    return std::nullopt;
+    // A file that already holds these very bytes is left alone; anything else on disk (a file
+    // changed from outside, or gone) is replaced.
+    if (fileHolds(path_, bytes)) return std::nullopt;
+    return writeFileAtomically(ops_, path_, bytes);
 }
 
 std::string defaultStorePath() {

@@ -21,7 +21,8 @@ public:
         std::string problem;     // non-empty: the file could not be read (see movedAside)
         std::string movedAside;  // where the unreadable file now is ("" when it could not be moved)
     };
-    // Reads the file. A file that cannot be read is never overwritten: it is moved aside to
+    // Reads the file (and first removes what saves of processes that no longer run left behind). A
+    // file that cannot be read is never overwritten: it is moved aside to
     // "<path>.unreadable-<timestamp>" and the store starts empty; if it cannot be moved, the store
     // refuses to write until the next load.
     LoadReport load(Date now);
@@ -39,7 +40,8 @@ public:
     const Value* value(std::string_view key) const;
 
     // Writes, by key, the entries of source under keys (a key source lacks is removed) beside the
-    // kept entries, and replaces the file atomically unless it would come out byte-identical.
+    // kept entries, and replaces the file atomically unless the file on disk already holds exactly
+    // those bytes.
     // Returns an error message on failure; the previous file is then unchanged.
     std::optional<std::string> write(const Value& source, std::span<const std::string_view> keys);
 
@@ -53,8 +55,6 @@ private:
     FileOps& ops_;
     Value stored_ = Value::emptyDictionary();  // the file's entries until taken; then the kept ones
     std::shared_ptr<const Value> defaults_;
-    std::size_t fileHash_ = 0;  // of the bytes last read or written, to skip identical rewrites
-    bool fileKnown_ = false;
     bool writable_ = true;
 };
 

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <filesystem>
 
@@ -110,6 +113,42 @@ TEST(PreferencesStore, UnchangedDocumentIsNotRewritten) {
     std::filesystem::last_write_time(path, first - std::chrono::hours(1));
     ASSERT_FALSE(app.saveSettings());
     EXPECT_EQ(std::filesystem::last_write_time(path), first - std::chrono::hours(1));
+}
+
+TEST(PreferencesStore, AFileChangedFromOutsideIsWrittenAgain) {
+    TempDir dir;
+    std::string path = dir.file("preferences.plist");
+    PreferencesStore store(path);
+    NumbrelAppDelegate app(pinnedEnvironment(), store);
+    app.applicationDidFinishLaunching();
+    ASSERT_FALSE(app.saveSettings());
+    const std::string ours = readFile(path);
+    // Another program writes the file; the document has not changed since our last save.
+    writeFile(path, writeBinaryPlist(Value::makeDictionary({{"other", "program"}})));
+    ASSERT_FALSE(app.saveSettings());
+    EXPECT_EQ(readFile(path), ours);
+    std::filesystem::remove(path);
+    ASSERT_FALSE(app.saveSettings());
+    EXPECT_EQ(readFile(path), ours);
+}
+
+TEST(PreferencesStore, SavesCutShortByAKilledProcessAreCleared) {
+    TempDir dir;
+    std::string path = dir.file("preferences.plist");
+    pid_t child = fork();
+    if (child == 0) _exit(0);
+    ASSERT_GT(child, 0);
+    waitpid(child, nullptr, 0);  // a process that no longer runs
+    const std::string dead = path + ".tmp-" + std::to_string(child) + "-7";
+    const std::string running = path + ".tmp-" + std::to_string(getppid()) + "-0";  // our parent still runs
+    for (const std::string& f : {dead, running, dir.file("notes.tmp-x-1"), dir.file("keep.txt")})
+        writeFile(f, "half a store");
+    PreferencesStore store(path);
+    store.load(test::at("2026-11-22T12:00:00Z"));
+    EXPECT_FALSE(std::filesystem::exists(dead));
+    EXPECT_TRUE(std::filesystem::exists(running));
+    EXPECT_TRUE(std::filesystem::exists(dir.file("notes.tmp-x-1")));
+    EXPECT_TRUE(std::filesystem::exists(dir.file("keep.txt")));
 }
 
 TEST(PreferencesStore, FailedWritesLeaveTheOldFileByteIdentical) {
