@@ -521,19 +521,12 @@ bool Services::screenTakesFiles() const {
     return !screens_.empty() && dynamic_cast<BackupViewController*>(screens_.back().get());
 }
 
-bool Services::addFile(const QUrl& file) {
+void Services::addFile(const QUrl& file) {
     QString from = file.isLocalFile() ? file.toLocalFile() : file.toString();
-    QFileInfo info(from);
-    if (!info.isFile()) return false;
-    QDir().mkpath(qs(documentsDir_));
-    QString to = qs(documentsDir_) + "/" + info.fileName();
-    if (QFileInfo(to).canonicalFilePath() == info.canonicalFilePath()) return true;
-    QFile::remove(to);  // a file of the same name is replaced, as a transfer would replace it
-    bool ok = QFile::copy(from, to);
     for (auto& screen : screens_)
-        if (auto* backups = dynamic_cast<BackupViewController*>(screen.get())) backups->refresh();
+        if (auto* backups = dynamic_cast<BackupViewController*>(screen.get()))
+            backups->addFile(from.toStdString());
     emit screenChanged();
-    return ok;
 }
 
 void Services::openThemes() {

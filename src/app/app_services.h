@@ -190,7 +190,7 @@ public:
     Q_INVOKABLE void openThemes();
     Q_INVOKABLE void openBackups();
     // Copies a file into the Documents folder ("Add File…", or a file dropped on the window).
-    Q_INVOKABLE bool addFile(const QUrl& file);
+    Q_INVOKABLE void addFile(const QUrl& file);
     bool screenTakesFiles() const;
     bool screenCanDelete() const;
     bool screenCanEdit() const;

@@ -36,6 +36,10 @@ private:
     std::size_t held_ = 0;
 };
 
+// A backup larger than this is not read (a household's ten years make about 6 MB; a million readings
+// about 180 MB).
+inline constexpr std::uint64_t kMaxBackupFileBytes = 1024ull * 1024 * 1024;
+
 enum class RestoreOutcome { Restored, TooNew, OldBackup, Corrupt };
 
 struct RestoreCheck {

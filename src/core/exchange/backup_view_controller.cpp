@@ -19,12 +19,14 @@ std::string lowerExtension(const std::string& name) {
     return ext;
 }
 
-// Reads a file of at most limit bytes; an error message otherwise.
-std::optional<std::string> readLimited(const std::string& path, std::uint64_t limit, std::string& bytes) {
+// Reads a file of at most limit bytes; otherwise the message for a file too large, or one that cannot
+// be read.
+std::optional<std::string> readLimited(const std::string& path, std::uint64_t limit,
+                                       const std::string& tooLarge, std::string& bytes) {
     std::error_code ec;
     std::uintmax_t size = std::filesystem::file_size(path, ec);
     if (ec) return tr("The file could not be read");
-    if (size > limit) return tr("This file is larger than 200 MB");
+    if (size > limit) return tooLarge;
     std::string error;
     std::optional<std::string> content = readWholeFile(path, error);
     if (!content) return tr("The file could not be read");
@@ -43,6 +45,12 @@ BackupViewController::BackupViewController(NumbrelAppDelegate& app, Navigator& n
 
 void BackupViewController::refresh() {
     backups_ = listBackups(filesIn(directory_), {});
+}
+
+void BackupViewController::addFile(const std::string& path) {
+    std::optional<std::string> error = copyIntoFolder(path, directory_);
+    refresh();
+    if (error) warn(fill(tr("The file could not be added: %@"), {*error}));
 }
 
 std::string BackupViewController::title() const {
@@ -113,9 +121,12 @@ void BackupViewController::changed() {
 
 void BackupViewController::restoreBackup(const std::string& path) {
     std::string bytes;
-    RestoreCheck check;
-    if (!readLimited(path, kMaxCsvFileBytes, bytes))
-        check = checkBackup(bytes, integerOf(app_.settings(), "version"));
+    if (std::optional<std::string> problem = readLimited(
+            path, kMaxBackupFileBytes, tr("This backup is larger than 1 GB and cannot be restored"), bytes)) {
+        warn(*problem);
+        return;
+    }
+    RestoreCheck check = checkBackup(bytes, integerOf(app_.settings(), "version"));
     switch (check.outcome) {
         case RestoreOutcome::Restored: {
             app_.setSettings(std::move(check.document), std::move(check.fingerprint));
@@ -156,7 +167,8 @@ void BackupViewController::restoreBackup(const std::string& path) {
 void BackupViewController::importCSV(const std::string& path) {
     std::string bytes;
     heldRows_.clear();
-    if (std::optional<std::string> problem = readLimited(path, kMaxCsvFileBytes, bytes)) {
+    if (std::optional<std::string> problem =
+            readLimited(path, kMaxCsvFileBytes, tr("This file is larger than 200 MB"), bytes)) {
         warn(*problem);
         return;
     }
@@ -171,7 +183,8 @@ void BackupViewController::importCSV(const std::string& path) {
 void BackupViewController::importExport(const std::string& path) {
     std::string bytes;
     heldRows_.clear();
-    if (std::optional<std::string> problem = readLimited(path, kMaxCsvFileBytes, bytes)) {
+    if (std::optional<std::string> problem =
+            readLimited(path, kMaxCsvFileBytes, tr("This file is larger than 200 MB"), bytes)) {
         warn(*problem);
         return;
     }

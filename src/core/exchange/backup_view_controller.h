@@ -33,6 +33,9 @@ public:
 
     // Re-reads the folder.
     void refresh();
+    // Copies a file into the folder ("Add File…", a file dropped on the screen); a file of the same
+    // name is replaced only by a whole copy. A failure is told, and the folder stays as it was.
+    void addFile(const std::string& path);
     const std::vector<std::string>& backups() const { return backups_; }
 
     // "Backup Now": a backup in the Documents folder, then the list again.

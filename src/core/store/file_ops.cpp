@@ -129,6 +129,28 @@ std::optional<std::string> readWholeFile(const std::string& path, std::string& e
     return bytes;
 }
 
+std::optional<std::string> copyIntoFolder(const std::string& from, const std::string& directory) {
+    static std::atomic<unsigned> counter{0};
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    if (!fs::is_regular_file(from, ec)) return from + " is not a file that can be copied";
+    const fs::path target = fs::path(directory) / fs::path(from).filename();
+    if (fs::equivalent(from, target, ec)) return std::nullopt;  // already there
+    fs::create_directories(directory, ec);
+    const std::string temp =
+        target.string() + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+    if (!fs::copy_file(from, temp, fs::copy_options::overwrite_existing, ec)) {
+        fs::remove(temp, ec);
+        return "cannot copy " + from + ": " + ec.message();
+    }
+    if (::rename(temp.c_str(), target.c_str()) != 0) {
+        int err = errno;
+        fs::remove(temp, ec);
+        return describe("cannot replace", target.string(), err);
+    }
+    return std::nullopt;
+}
+
 bool fileHolds(const std::string& path, std::string_view bytes) {
     struct stat st {};
     if (::stat(path.c_str(), &st) != 0 || static_cast<std::uint64_t>(st.st_size) != bytes.size())

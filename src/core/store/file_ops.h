@@ -36,6 +36,11 @@ std::optional<std::string> readWholeFile(const std::string& path, std::string& e
 
 std::string parentDirectory(const std::string& path);
 
+// Copies a file into a folder under its own name, replacing a file of that name only once the copy
+// is whole (a temporary name in the folder, then a rename): a failed copy leaves the old file. Returns
+// an error message, or nothing on success.
+std::optional<std::string> copyIntoFolder(const std::string& from, const std::string& directory);
+
 // Whether the file at path holds exactly these bytes (a missing or unreadable file does not).
 bool fileHolds(const std::string& path, std::string_view bytes);
 

@@ -145,5 +145,40 @@ TEST_F(BackupsScreen, ImportOnlyWhenConfirmed) {
     EXPECT_EQ(arrayOf(meter(1), "readings")->size(), 2u);
 }
 
+TEST_F(BackupsScreen, FilesTooLargeSayWhy) {
+    // Sparse files: as large as they say, without the disk space.
+    auto sparse = [&](const std::string& name, std::uint64_t size) {
+        test::writeFile(docs_ + "/" + name, "");
+        std::filesystem::resize_file(docs_ + "/" + name, size);
+    };
+    sparse("huge.bak", kMaxBackupFileBytes + 1);
+    sparse("huge.csv", kMaxCsvFileBytes + 1);
+    const Value before = app_.settings();
+    BackupViewController screen(app_, nav_, docs_);
+    screen.restoreBackup(docs_ + "/huge.bak");
+    EXPECT_EQ(nav_.alerts.back().title, "Warning!");
+    EXPECT_EQ(nav_.alerts.back().message, "This backup is larger than 1 GB and cannot be restored");
+    screen.importCSV(docs_ + "/huge.csv");
+    EXPECT_EQ(nav_.alerts.back().message, "This file is larger than 200 MB");
+    EXPECT_FALSE(screen.awaitsImport());
+    EXPECT_EQ(nav_.pops, 0);
+    EXPECT_EQ(app_.settings(), before);
+}
+
+TEST_F(BackupsScreen, AnAddedFileReplacesOnlyWithAWholeCopy) {
+    test::writeFile(docs_ + "/gas.csv", "the old file");
+    test::TempDir elsewhere;
+    BackupViewController screen(app_, nav_, docs_);
+    screen.addFile(elsewhere.file("gas.csv"));  // not there: the copy fails
+    EXPECT_EQ(nav_.alerts.back().title, "Warning!");
+    EXPECT_EQ(test::readFile(docs_ + "/gas.csv"), "the old file");
+    test::writeFile(elsewhere.file("gas.csv"), "the new file");
+    screen.addFile(elsewhere.file("gas.csv"));
+    EXPECT_EQ(test::readFile(docs_ + "/gas.csv"), "the new file");
+    screen.addFile(docs_ + "/gas.csv");  // a file of the folder itself stays as it is
+    EXPECT_EQ(test::readFile(docs_ + "/gas.csv"), "the new file");
+    EXPECT_EQ(fileRows(screen), (std::vector<std::string>{"gas.csv"}));  // no temporary file left
+}
+
 }  // namespace
 }  // namespace numbrel
