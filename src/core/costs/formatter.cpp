@@ -56,10 +56,10 @@ struct Formatter::Cache {
 Formatter::Formatter(const Environment& env) : cache_(std::make_unique<Cache>()) {
     cache_->zone.reset(env.timeZone().clone());
     cache_->locale = env.locale();
-    // Halves round up (123.45 on a one-decimal dial shows 123.5), and no thousands separators.
-    cache_->base = nf::NumberFormatter::withLocale(env.locale())
-                       .grouping(UNUM_GROUPING_OFF)
-                       .roundingMode(UNUM_ROUND_HALFUP);
+    // ICU's own rounding, as the platform formatter rounds: half to even on the shortest decimal
+    // form of the double (123.45 on a one-decimal dial shows 123.4, 296.15 shows 296.2). No
+    // thousands separators.
+    cache_->base = nf::NumberFormatter::withLocale(env.locale()).grouping(UNUM_GROUPING_OFF);
 
     // The fast path for plain decimals, where the locale writes Latin digits and it gives exactly
     // what ICU gives for a set of awkward values.
@@ -140,10 +140,18 @@ std::optional<std::string> Formatter::fastFixed(double value, int decimals, int 
     std::size_t dot = text.find('.');
     std::string whole(text.substr(0, dot));
     std::string fraction(dot == std::string_view::npos ? std::string_view() : text.substr(dot + 1));
-    bool up = fraction.size() > static_cast<std::size_t>(decimals) &&
-              fraction[static_cast<std::size_t>(decimals)] >= '5';
+    // Half to even on the shortest decimal form, as ICU rounds: above a half goes up, a half exactly
+    // goes up only from an odd last digit.
+    bool up = false;
+    if (fraction.size() > static_cast<std::size_t>(decimals)) {
+        const char first = fraction[static_cast<std::size_t>(decimals)];
+        const bool more =
+            fraction.find_first_not_of('0', static_cast<std::size_t>(decimals) + 1) != std::string::npos;
+        const char last = decimals > 0 ? fraction[static_cast<std::size_t>(decimals) - 1] : whole.back();
+        up = first > '5' || (first == '5' && (more || (last - '0') % 2 == 1));
+    }
     fraction.resize(static_cast<std::size_t>(decimals), '0');
-    if (up) {  // halves round away from zero
+    if (up) {
         std::string digits = whole + fraction;
         int i = static_cast<int>(digits.size()) - 1;
         for (; i >= 0 && digits[static_cast<std::size_t>(i)] == '9'; --i)

@@ -55,7 +55,7 @@ public:
 private:
     struct Cache;
     std::string format(const std::string& key, double value) const;
-    // Plain decimals without ICU: the shortest decimal form rounded half up, with the locale's
+    // Plain decimals without ICU: the shortest decimal form rounded half to even, with the locale's
     // separator and minus sign. Only used once it has given ICU's answers for this locale.
     std::optional<std::string> fastFixed(double value, int decimals, int integerDigits) const;
     bool fast_ = false;

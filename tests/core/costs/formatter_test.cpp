@@ -33,12 +33,12 @@ TEST(Formatter, CostsInTheLocaleWithTheCurrencysOwnDecimals) {
         {"en_GB", "GBP", 0.1234567891, "£0.12", "£0.1234568"},
         {"en_GB", "GBP", 0.5, "£0.50", "£0.5"},
         {"en_GB", "GBP", -12.5, "-£12.50", "-£12.5"},
-        {"en_GB", "JPY", 1234.5, "JP¥1235", "JP¥1234.5"},
-        {"en_GB", "KWD", 1.2345, "KWD" NBSP "1.235", "KWD" NBSP "1.2345"},
+        {"en_GB", "JPY", 1234.5, "JP¥1234", "JP¥1234.5"},  // a half goes to the even yen
+        {"en_GB", "KWD", 1.2345, "KWD" NBSP "1.234", "KWD" NBSP "1.2345"},
         {"en_US", "USD", 1234567.891, "$1234567.89", "$1234567.891"},
         {"en_US", "GBP", 2.5, "£2.50", "£2.5"},
         {"fr_FR", "EUR", 1234.5, "1234,50" NBSP "€", "1234,5" NBSP "€"},
-        {"ja_JP", "JPY", 1234.5, "￥1235", "￥1234.5"},
+        {"ja_JP", "JPY", 1235.5, "￥1236", "￥1235.5"},
         {"ja_JP", "USD", 3, "$3.00", "$3"},
         // A meter without costs: a plain number.
         {"en_GB", "-", 1234.567, "1234.57", "1234.567"},
@@ -51,6 +51,25 @@ TEST(Formatter, CostsInTheLocaleWithTheCurrencysOwnDecimals) {
         EXPECT_EQ(f.formatCost(row.value, m, 2), row.rate)
             << row.locale << " " << row.code << " " << row.value;
     }
+}
+
+TEST(Formatter, HalvesRoundToEvenAsTheLocaleFormatterDoes) {
+    // The shortest decimal form of the double decides: 296.15 is written "296.15" and its half goes to
+    // the even 2; C-format fields (the CSV export's costs) round the exact binary value as printf does.
+    struct Row {
+        double value;
+        int decimals;
+        const char* text;
+    };
+    Formatter f(test::pinnedEnvironment());
+    for (const Row& row : {Row{296.15, 1, "296.2"}, Row{270.65, 1, "270.6"}, Row{123.45, 1, "123.4"},
+                           Row{12.31465, 4, "12.3146"}, Row{0.5, 0, "0"}, Row{1.5, 0, "2"},
+                           Row{-0.04, 1, "-0.0"}, Row{-1254.705, 2, "-1254.70"}, Row{2.675, 2, "2.68"}}) {
+        EXPECT_EQ(f.formatDouble(row.value, meter("GBP"), row.decimals), row.text) << row.value;
+        EXPECT_EQ(f.formatUsage(row.value, meter("GBP", 5, row.decimals)), row.text) << row.value;
+    }
+    EXPECT_EQ(f.formatCost(0.125, meter("GBP")), "£0.12");
+    EXPECT_EQ(f.formatCost(0.135, meter("GBP")), "£0.14");
 }
 
 TEST(Formatter, CurrencyPrecision) {
@@ -71,14 +90,14 @@ TEST(Formatter, ReadingsFillTheDialExactly) {
         const char* text;
     };
     const Row rows[] = {
-        {5, 1, 123.45, "00123.5"},      {5, 1, 1234567, "34567.0"}, {5, 0, 99999.6, "00000"},
+        {5, 1, 123.45, "00123.4"},      {5, 1, 1234567, "34567.0"}, {5, 0, 99999.6, "00000"},
         {6, 2, 123456.78, "123456.78"}, {8, 3, 0, "00000000.000"},  {5, 1, -12.3, "-00012.3"},
     };
     Formatter f(test::pinnedEnvironment());
     for (const Row& row : rows)
         EXPECT_EQ(f.formatReading(row.value, meter("GBP", row.digits, row.precision)), row.text) << row.value;
     Formatter fr(test::pinnedEnvironment("fr_FR"));
-    EXPECT_EQ(fr.formatReading(123.45, meter("EUR")), "00123,5");
+    EXPECT_EQ(fr.formatReading(123.55, meter("EUR")), "00123,6");
 }
 
 TEST(Formatter, UsageAndPlainNumbersAreNeverGrouped) {
@@ -97,19 +116,22 @@ TEST(Formatter, PlainNumbersMatchIcuInEveryLocale) {
     // The plain-number path that skips ICU must give ICU's text: random values, values on exact
     // halves, negative values rounding to zero, in locales with other separators and minus signs.
     std::mt19937_64 random(11);
-    std::vector<double> values{0.25, 0.125, 2.5, -2.5, 0.05, -0.04, 99999.95, 1e-9, 123456789.987654};
+    std::vector<double> values{
+        0.25,   0.125,  2.5,    -2.5,     0.05, -0.04, 99999.95,  1e-9,   123456789.987654,
+        296.15, 270.65, 123.45, 12.31465, 0.5,  1.5,   -1254.705, 0.0005, 9.995};
     for (int i = 0; i < 3000; ++i) {
         double magnitude = std::pow(10.0, static_cast<double>(random() % 12) - 4);
         values.push_back((static_cast<double>(random() % 2000000) / 1000000.0 - 1.0) * magnitude);
-        values.push_back(std::round(values.back() * 1000) / 1000 + 0.0005);  // halves at three decimals
+        // Ties in the shortest decimal form at each number of decimals: n.5, n.x5, n.xx5, n.xxx5.
+        const double scale = std::pow(10.0, static_cast<double>(random() % 4));
+        values.push_back((std::round(values.back() * scale) + 0.5) / scale);
     }
     for (const char* locale : {"en_GB", "fr_FR", "de_CH", "sv_SE", "ar_EG", "hi_IN"}) {
         Environment env = test::pinnedEnvironment(locale);
         Formatter f(env);
-        for (int decimals : {0, 1, 2, 3}) {
+        for (int decimals : {0, 1, 2, 3, 4}) {
             auto reference = icu::number::NumberFormatter::withLocale(env.locale())
                                  .grouping(UNUM_GROUPING_OFF)
-                                 .roundingMode(UNUM_ROUND_HALFUP)
                                  .precision(icu::number::Precision::fixedFraction(decimals));
             for (double v : values) {
                 UErrorCode status = U_ZERO_ERROR;
