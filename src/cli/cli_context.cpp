@@ -65,7 +65,7 @@ void Context::start() {
     delegate_->applicationDidFinishLaunching();
     startupAlerts_ = delegate_->takeAlerts();
     for (const Alert& a : startupAlerts_) {
-        if (a.title == "Warning!") err_ << "numbrel-cli: " << a.message << "\n";
+        if (a.warning) err_ << "numbrel-cli: " << a.message << "\n";
     }
 }
 

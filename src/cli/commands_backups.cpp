@@ -81,9 +81,9 @@ void restore(Context& ctx, Args& args) {
     std::string path = onlyFile(ctx, args, "restore");
     RecordingNavigator nav;
     BackupViewController screen(ctx.delegate(), nav, ctx.options().documentsPath);
-    screen.restoreBackup(path);
+    RestoreOutcome outcome = screen.restoreBackup(path);
     print(ctx, nav.alerts.back());
-    if (nav.alerts.back().title == "Old Backup?" && install) {
+    if (outcome == RestoreOutcome::OldBackup && install) {
         screen.answerAlert(BackupViewController::kRestoreTag, 1);
         ctx.out() << "Installed\n";
     }

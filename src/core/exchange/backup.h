@@ -40,7 +40,7 @@ private:
 // about 180 MB).
 inline constexpr std::uint64_t kMaxBackupFileBytes = 1024ull * 1024 * 1024;
 
-enum class RestoreOutcome { Restored, TooNew, OldBackup, Corrupt };
+enum class RestoreOutcome { Restored, TooNew, OldBackup, Corrupt, Unreadable };
 
 struct RestoreCheck {
     RestoreOutcome outcome = RestoreOutcome::Corrupt;

@@ -85,22 +85,26 @@ void BackupViewController::selectRow(int section, int row) {
     // The file menu, by what the file is: a ".bak" restores, a ".csv" imports, anything else offers both.
     menuFile_ = backups_[static_cast<std::size_t>(row)];
     menu_.clear();
-    if (navigator_.canSendMail()) menu_.push_back(tr("Export by Email"));
+    if (navigator_.canSendMail()) menu_.push_back({tr("Export by Email"), FileAction::Mail});
     std::string ext = lowerExtension(menuFile_);
     if (ext == ".bak") {
-        menu_.push_back(tr("Restore Backup"));
+        menu_.push_back({tr("Restore Backup"), FileAction::Restore});
     } else if (ext == ".csv") {
-        menu_.push_back(tr("Import CSV File"));
+        menu_.push_back({tr("Import CSV File"), FileAction::ImportCsv});
         // An export written by the app (its header line tells) has an entry of its own.
         std::string error;
         std::optional<std::string> start = readWholeFile(pathOf(menuFile_), error, 64 * 1024);
-        if (start && exportLayout(*start)) menu_.push_back(tr("Import Numbrel Export"));
+        if (start && exportLayout(*start))
+            menu_.push_back({tr("Import Numbrel Export"), FileAction::ImportExport});
     } else {
-        menu_.push_back(tr("Import CSV File"));
-        menu_.push_back(tr("Restore Backup"));
+        menu_.push_back({tr("Import CSV File"), FileAction::ImportCsv});
+        menu_.push_back({tr("Restore Backup"), FileAction::Restore});
     }
-    menu_.push_back(tr("Cancel"));
-    Alert sheet{kFileMenuTag, menuFile_, "", menu_};
+    menu_.push_back({tr("Cancel"), FileAction::Cancel});
+    std::vector<std::string> buttons;
+    for (const auto& entry : menu_)
+        buttons.push_back(entry.first);
+    Alert sheet{kFileMenuTag, menuFile_, "", buttons};
     sheet.actionSheet = true;
     navigator_.present(sheet);
 }
@@ -119,12 +123,12 @@ void BackupViewController::changed() {
     if (changedHook_) changedHook_();
 }
 
-void BackupViewController::restoreBackup(const std::string& path) {
+RestoreOutcome BackupViewController::restoreBackup(const std::string& path) {
     std::string bytes;
     if (std::optional<std::string> problem = readLimited(
             path, kMaxBackupFileBytes, tr("This backup is larger than 1 GB and cannot be restored"), bytes)) {
         warn(*problem);
-        return;
+        return RestoreOutcome::Unreadable;
     }
     RestoreCheck check = checkBackup(bytes, integerOf(app_.settings(), "version"));
     switch (check.outcome) {
@@ -135,7 +139,7 @@ void BackupViewController::restoreBackup(const std::string& path) {
             Alert done{kRestoreTag, tr("Backup Restored"), "", {tr("OK")}};
             done.dismissAfterSeconds = 1.5;
             navigator_.present(done);
-            return;
+            return check.outcome;
         }
         case RestoreOutcome::TooNew:
             navigator_.present(
@@ -144,7 +148,7 @@ void BackupViewController::restoreBackup(const std::string& path) {
                       tr("This backup was made by a newer version of Numbrel. Please update the version "
                          "on this device to the latest before installing"),
                       {tr("OK")}});
-            return;
+            return check.outcome;
         case RestoreOutcome::OldBackup:
             heldBackup_ = std::move(check);
             navigator_.present(
@@ -153,15 +157,18 @@ void BackupViewController::restoreBackup(const std::string& path) {
                       tr("This backup was probably not made on this device or OS version. To continue "
                          "anyway, select Install"),
                       {tr("Cancel"), tr("Install")}});
-            return;
+            return RestoreOutcome::OldBackup;
         case RestoreOutcome::Corrupt:
             navigator_.present(Alert{
                 kRestoreTag,
                 tr("Backup Corrupt"),
                 tr("This backup was not made using this application, or it has been changed in some way"),
                 {tr("Cancel")}});
-            return;
+            return check.outcome;
+        case RestoreOutcome::Unreadable:
+            break;
     }
+    return check.outcome;
 }
 
 void BackupViewController::importCSV(const std::string& path) {
@@ -198,15 +205,26 @@ void BackupViewController::importExport(const std::string& path) {
 void BackupViewController::answerAlert(int tag, int button) {
     if (tag == kFileMenuTag) {
         if (button < 0 || button >= static_cast<int>(menu_.size())) return;
-        const std::string choice = menu_[static_cast<std::size_t>(button)];
+        const FileAction choice = menu_[static_cast<std::size_t>(button)].second;
         const std::string path = pathOf(menuFile_);
-        if (choice == tr("Restore Backup")) restoreBackup(path);
-        if (choice == tr("Import CSV File")) importCSV(path);
-        if (choice == tr("Import Numbrel Export")) importExport(path);
-        if (choice == tr("Export by Email"))
-            navigator_.composeMail(
-                Mail{std::string(stringOf(app_.settings(), "email")), tr("Numbrel Backup"),
-                     tr("Save the attached file in case you need to restore it in future.\n"), path});
+        switch (choice) {
+            case FileAction::Restore:
+                restoreBackup(path);
+                break;
+            case FileAction::ImportCsv:
+                importCSV(path);
+                break;
+            case FileAction::ImportExport:
+                importExport(path);
+                break;
+            case FileAction::Mail:
+                navigator_.composeMail(
+                    Mail{std::string(stringOf(app_.settings(), "email")), tr("Numbrel Backup"),
+                         tr("Save the attached file in case you need to restore it in future.\n"), path});
+                break;
+            case FileAction::Cancel:
+                break;
+        }
         return;
     }
     if (tag == kRestoreTag && heldBackup_) {

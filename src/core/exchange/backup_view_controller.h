@@ -40,8 +40,9 @@ public:
 
     // "Backup Now": a backup in the Documents folder, then the list again.
     void backupAction();
-    // The integrity checks of a file and, when it passes, the document replaced (or the question).
-    void restoreBackup(const std::string& path);
+    // The integrity checks of a file and, when it passes, the document replaced (or the question);
+    // answers the outcome (OldBackup: the question waits for "Install").
+    RestoreOutcome restoreBackup(const std::string& path);
     // Verifies a CSV file and asks whether to import what it holds.
     void importCSV(const std::string& path);
     // The same for a file the CSV export wrote (perhaps edited in a spreadsheet since).
@@ -69,11 +70,12 @@ private:
     std::string directory_;
     std::vector<std::string> backups_;
     bool editing_ = false;
-    std::string menuFile_;                    // the file the menu is open for
-    std::vector<std::string> menu_;           // its entries, in order
-    std::optional<RestoreCheck> heldBackup_;  // waiting for the answer to "Old Backup?"
-    std::vector<ImportRow> heldRows_;         // waiting for "Import"
-    bool heldExport_ = false;                 // the held rows come from an export
+    enum class FileAction { Mail, Restore, ImportCsv, ImportExport, Cancel };
+    std::string menuFile_;                                  // the file the menu is open for
+    std::vector<std::pair<std::string, FileAction>> menu_;  // its entries, in order
+    std::optional<RestoreCheck> heldBackup_;                // waiting for the answer to "Old Backup?"
+    std::vector<ImportRow> heldRows_;                       // waiting for "Import"
+    bool heldExport_ = false;                               // the held rows come from an export
     std::function<void()> addFileHook_, changedHook_;
 };
 

@@ -58,7 +58,9 @@ void NumbrelAppDelegate::applicationDidFinishLaunching() {
             loadReport_.movedAside.empty()
                 ? "It has been left where it is and will not be overwritten."
                 : "It has been kept as " + loadReport_.movedAside + " and Numbrel starts with new data.";
-        alerts_.push_back(Alert{0, tr("Warning!"), message, {tr("OK")}});
+        Alert warning{0, tr("Warning!"), message, {tr("OK")}};
+        warning.warning = true;
+        alerts_.push_back(warning);
     }
     Array* meters = metersOf(*settings_);
     if (!meters || meters->empty()) settings_->set("settings", defaultMeters());

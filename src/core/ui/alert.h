@@ -14,6 +14,7 @@ struct Alert {
     std::vector<std::string> buttons;  // in order; index 0 is the cancel button when there is one
     double dismissAfterSeconds = 0.0;  // > 0: dismisses itself after that time unless answered
     bool actionSheet = false;
+    bool warning = false;  // it reports a failure (a command line prints it as an error)
 
     friend bool operator==(const Alert&, const Alert&) = default;
 };
