@@ -423,7 +423,18 @@ void Services::tariffSelect(int section, int row) {
 }
 
 bool Services::tariffApply(const QString& text, const QString& period) {
-    if (!edit_) return false;
+    if (!edit_) return true;  // nothing left to apply: the dialog closes
+    if (edit_->valid && !edit_->valid()) {
+        // The document changed shape while the editor was open (a restore, a meter deleted): what it
+        // edited is gone, and the value is not written anywhere else.
+        edit_.reset();
+        navigator_.present(Alert{0,
+                                 numbrel::tr("Warning!"),
+                                 numbrel::tr("The value was not saved: what it belonged to changed while it "
+                                             "was being edited"),
+                                 {numbrel::tr("OK")}});
+        return true;
+    }
     bool ok = edit_->apply(text.toStdString(), period.toStdString());
     if (ok) {
         edit_.reset();

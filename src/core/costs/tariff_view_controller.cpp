@@ -256,6 +256,12 @@ void TariffViewController::doneAction() {
 }
 
 std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
+    std::optional<ValueEdit> edit = makeEdit(section, row);
+    if (edit) return app_.guarded(std::move(*edit));
+    return std::nullopt;
+}
+
+std::optional<ValueEdit> TariffViewController::makeEdit(int section, int row) {
     Value& m = meter();
     Value& S = rateSet();
     if (previous_ >= 0) {

@@ -41,6 +41,7 @@ public:
     static constexpr int kDeleteRatesTag = 41;
 
 private:
+    std::optional<ValueEdit> makeEdit(int section, int row);
     Value& meter() const;
     Value& rateSet() const;  // the meter, or the rate change being edited
     int registers() const;

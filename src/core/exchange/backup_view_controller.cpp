@@ -120,6 +120,7 @@ void BackupViewController::warn(const std::string& message) {
 }
 
 void BackupViewController::changed() {
+    app_.reshape();  // readings were imported, or the document replaced
     if (changedHook_) changedHook_();
 }
 

@@ -66,6 +66,7 @@ void MetersViewController::deleteRow(int row) {
     }
     metersOf(app_.settings())->erase(metersOf(app_.settings())->begin() + row);
     app_.settings().set("meter", 0);
+    app_.reshape();
 }
 
 void MetersViewController::answerAlert(int tag, int button) {
@@ -73,6 +74,7 @@ void MetersViewController::answerAlert(int tag, int button) {
     if (button == 1 && deleteRow_ >= 0 && deleteRow_ < count()) {
         metersOf(app_.settings())->erase(metersOf(app_.settings())->begin() + deleteRow_);
         app_.settings().set("meter", 0);
+        app_.reshape();
     } else {
         editing_ = false;  // "Cancel" ends editing without removing
     }
@@ -87,16 +89,18 @@ bool MetersViewController::moveRow(int from, int to) {
     meters.erase(meters.begin() + from);
     meters.insert(meters.begin() + to, std::move(moved));
     app_.settings().set("meter", 0);
+    app_.reshape();
     return true;
 }
 
 ValueEdit MetersViewController::newMeterEdit() {
-    return newMeterEditor([this](const std::string& name) { addMeter(name); });
+    return app_.guarded(newMeterEditor([this](const std::string& name) { addMeter(name); }));
 }
 
 void MetersViewController::addMeter(const std::string& name) {
     if (name.empty()) return;
     metersOf(app_.settings())->push_back(newMeter(name, app_.environment()));
+    app_.reshape();
 }
 
 }  // namespace numbrel

@@ -235,7 +235,7 @@ void UnitsViewController::commitDelete(int /*section*/, int row) {
 
 std::optional<ValueEdit> UnitsViewController::editFor(int /*section*/, int row) {
     if (row != static_cast<int>(sections()[0].rows.size()) - 1) return std::nullopt;
-    return unitEditor(app_.settings());
+    return app_.guarded(unitEditor(app_.settings()));
 }
 
 ThemeViewController::ThemeViewController(NumbrelAppDelegate& app) : app_(app) {}

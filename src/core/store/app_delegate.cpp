@@ -79,6 +79,7 @@ void NumbrelAppDelegate::setSettings(Value document, std::string fingerprint) {
     if (review && review->isDate() && review->date() == kDistantFuture && document.isDictionary())
         document.set("review", kDistantFuture);  // not part of the fingerprint
     settings_ = std::make_shared<Value>(std::move(document));
+    reshape();
     validate(true, std::move(fingerprint));
     store_.registerDefaults(settings_);
     if (hooks_.buildMainScreen) hooks_.buildMainScreen();
@@ -141,6 +142,16 @@ void NumbrelAppDelegate::applicationWillEnterForeground() {
     if (hooks_.cancelAllNotifications) hooks_.cancelAllNotifications();
     if (hooks_.postNotification) hooks_.postNotification("ReloadSettings");
     if (md5_.empty()) md5_ = MD5StringOfSettings();
+}
+
+ValueEdit NumbrelAppDelegate::guarded(ValueEdit edit) {
+    const std::uint64_t opened = shape_;
+    edit.valid = [this, opened] { return shape_ == opened; };
+    edit.apply = [valid = edit.valid, apply = std::move(edit.apply)](const std::string& text,
+                                                                     const std::string& period) {
+        return valid() && apply(text, period);
+    };
+    return edit;
 }
 
 std::string NumbrelAppDelegate::MD5StringOfSettings() const {

@@ -16,6 +16,7 @@
 #include "store/environment.h"
 #include "store/preferences_store.h"
 #include "ui/alert.h"
+#include "ui/screen.h"
 
 namespace numbrel {
 
@@ -73,6 +74,13 @@ public:
     };
     Backup localBackup(const std::string& directory);
 
+    // The document's shape: it changes whenever values that an open editor points into may move or
+    // go (the document replaced, meters added, deleted or moved, readings imported).
+    std::uint64_t shape() const { return shape_; }
+    void reshape() { ++shape_; }
+    // An editor that refuses to write once the shape has changed since it was opened.
+    ValueEdit guarded(ValueEdit edit);
+
     // The change fingerprint: MD5 of the description without view state and preferences.
     std::string MD5StringOfSettings() const;
     const std::string& md5() const { return md5_; }
@@ -105,6 +113,7 @@ private:
     Hooks hooks_;
     std::shared_ptr<Value> settings_;
     std::string md5_;
+    std::uint64_t shape_ = 0;
     std::vector<Alert> alerts_;
     PreferencesStore::LoadReport loadReport_;
 };

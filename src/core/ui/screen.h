@@ -62,6 +62,9 @@ struct ValueEdit {
     bool allowNegative = false;  // numbers: a sign button
     bool negative = false;       // numbers: the sign the button starts at (value holds the magnitude)
     bool required = false;       // Save only while the text is not empty
+    // Whether what the editor writes into is still there (null: always). An editor left open while
+    // the document is replaced, or meters come and go, must not write.
+    std::function<bool()> valid;
 };
 
 // A mail to hand to the mail composer: recipient (may be empty), subject, plain-text body and one file

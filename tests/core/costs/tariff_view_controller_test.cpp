@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "main/meters_view_controller.h"
 #include "support/app_fixture.h"
 #include "support/fake_navigator.h"
 
@@ -174,6 +175,32 @@ TEST_F(TariffEditor, TheRateChangeScreen) {
     rates.answerAlert(TariffViewController::kDeleteRatesTag, 1);
     EXPECT_FALSE(meter().contains("previous"));  // the only rate change: the key goes
     EXPECT_EQ(nav_.pops, 1);
+}
+
+TEST_F(TariffEditor, AnEditorLeftOpenWhileTheDocumentChangesWritesNothing) {
+    TariffViewController editor(app_, nav_, 1);
+    // The document replaced (a restore) while the fixed charge's editor is open.
+    std::optional<ValueEdit> fixed = editor.editFor(2, 0);
+    ASSERT_TRUE(fixed && fixed->valid && fixed->valid());
+    app_.setSettings(Value(app_.settings()));
+    const Value before = app_.settings();
+    EXPECT_FALSE(fixed->valid());
+    EXPECT_FALSE(fixed->apply("0.75", "day"));
+    EXPECT_EQ(app_.settings(), before);
+    // A meter deleted while a rate's editor is open: the rate that moved into its place stays.
+    MetersViewController meters(app_, nav_);
+    std::optional<ValueEdit> rate = TariffViewController(app_, nav_, 2).editFor(3, 0);
+    ASSERT_TRUE(rate);
+    meters.deleteRow(0);
+    EXPECT_FALSE(rate->apply("9", ""));
+    EXPECT_EQ(app_.settings().find("settings")->array().size(), 2u);
+    EXPECT_NE(
+        realOf(*app_.settings().find("settings")->array()[1].find("tariffs")->at(0)->find("rates")->at(0),
+               "rate"),
+        9.0);
+    // An editor opened now writes as before.
+    std::optional<ValueEdit> now = TariffViewController(app_, nav_, 0).editFor(2, 0);
+    EXPECT_TRUE(now->apply("0.75", "day"));
 }
 
 }  // namespace
