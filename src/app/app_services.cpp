@@ -120,7 +120,12 @@ void QmlNavigator::composeMail(const Mail& mail) {
     QStringList args{"--subject",   qs(mail.subject), "--body",
                      qs(mail.body), "--attach",       qs(mail.attachmentPath)};
     if (!mail.to.empty()) args << qs(mail.to);
-    QProcess::startDetached(QStandardPaths::findExecutable("xdg-email"), args);
+    QString mailer = QStandardPaths::findExecutable("xdg-email");
+    if (mailer.isEmpty() || !QProcess::startDetached(mailer, args))
+        present(Alert{0,
+                      numbrel::tr("Warning!"),
+                      numbrel::tr("The mail client could not be started"),
+                      {numbrel::tr("OK")}});
 }
 
 Services::Services(NumbrelAppDelegate& app, std::string documentsDir, QObject* parent)
@@ -740,7 +745,6 @@ void Services::readingsExport(bool all) {
     CsvFile file = exportCsv(app_.settings(), app_.engine(), app_.formatter(), meter);
     // With a desktop mail client, a new mail with the file attached, as the export is meant to be
     // sent; without one, the file goes where the user chooses.
-    QString mailer = QStandardPaths::findExecutable("xdg-email");
     if (!navigator_.canSendMail()) {
         emit exportSaveRequested(all, qs(file.name));
         return;
@@ -755,20 +759,15 @@ void Services::readingsExport(bool all) {
         return;
     }
     out.close();
-    QString subject =
-        all ? "Numbrel" : qs(std::string(stringOf(app_.meter(root_.meterIndex()), "name"))) + " Numbrel";
-    QStringList args{
-        "--subject",
-        subject,
-        "--body",
-        qs(numbrel::tr("The attached file is in CSV (comma separated values) format for easy import "
-                       "into a spreadsheet application")) +
-            ".\n",
-        "--attach",
-        path};
-    std::string email(stringOf(app_.settings(), "email"));
-    if (!email.empty()) args << qs(email);
-    if (!QProcess::startDetached(mailer, args)) emit exportSaveRequested(all, qs(file.name));
+    std::string subject =
+        all ? "Numbrel"
+            : fill("%@ %@", {std::string(stringOf(app_.meter(root_.meterIndex()), "name")), "Numbrel"});
+    navigator_.composeMail(
+        Mail{std::string(stringOf(app_.settings(), "email")), subject,
+             numbrel::tr("The attached file is in CSV (comma separated values) format for easy "
+                         "import into a spreadsheet application") +
+                 ".\n",
+             path.toStdString()});
 }
 
 void Services::readingsSaveExport(bool all, const QUrl& where) {
