@@ -2,14 +2,10 @@
 
 #include <fstream>
 
-#include "platform/worker_thread.h"
 #include "plist/binary_plist.h"
 #include "store/document.h"
 
 namespace numbrel::bench {
-
-// Measured as the front ends run: paired work on two threads.
-[[maybe_unused]] const bool kWorkerThread = (useWorkerThread(), true);
 
 namespace {
 

@@ -13,7 +13,6 @@
 #include <iostream>
 
 #include "app_services.h"
-#include "platform/worker_thread.h"
 #include "plist/date_text.h"
 #include "quit_on_signals.h"
 #include "store/preferences_store.h"
@@ -50,7 +49,6 @@ void runSelfTestSteps(QQuickWindow* window, int step = 0) {
 int main(int argc, char** argv) {
     QElapsedTimer sinceStart;
     sinceStart.start();
-    numbrel::useWorkerThread();
     QGuiApplication application(argc, argv);
     QGuiApplication::setApplicationName("numbrel");
     QGuiApplication::setApplicationDisplayName("Numbrel");

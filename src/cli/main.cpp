@@ -4,10 +4,8 @@
 #include <vector>
 
 #include "cli_context.h"
-#include "platform/worker_thread.h"
 
 int main(int argc, char** argv) {
-    numbrel::useWorkerThread();
     std::vector<std::string> args(argv + 1, argv + argc);
     return numbrel::cli::run(args, std::cout, std::cerr);
 }

@@ -14,7 +14,6 @@
 #include <unicode/smpdtfmt.h>
 
 #include "plist/date_text.h"
-#include "plist/paired_work.h"
 #include "plist/utf.h"
 #include "store/document.h"
 #include "store/environment.h"
@@ -426,6 +425,8 @@ Alert CsvVerification::alert(int tag) const {
             return Alert{tag, tr("CSV File Corrupt"), message, {tr("OK")}};
         case Outcome::Empty:
             return Alert{tag, tr("CSV File Empty?"), "", {tr("OK")}};
+        case Outcome::Cancelled:
+            return Alert{tag, tr("CSV Import"), tr("The import was cancelled"), {tr("OK")}};
         case Outcome::Verified:
             break;
     }
@@ -448,14 +449,7 @@ public:
                 std::vector<ImportRow>& rows)
         : meters_(meters), dates_(env), separator_(separator), rows_(rows) {}
 
-    // Carries on after the lines that another verifier has read up to its first accepted row.
-    void continueAfter(const RowVerifier& head) {
-        format_ = head.format_;
-        first_ = false;
-    }
-
-    // The tokenizer's line handler: false at a bad line, and after the first accepted row when
-    // stopAfterARow is set.
+    // The tokenizer's line handler: false at a bad line.
     bool line(std::vector<std::string_view>& f) {
         // Empty columns after the fifth are ignored.
         while (f.size() >= 6 && f[5].empty())
@@ -499,7 +493,7 @@ public:
         }
         row.meter = lastMeter_;
         rows_.push_back(row);
-        return !stopAfterARow;
+        return true;
     }
 
     // Records how the tokenizer ended: a field or a line over the limits is the bad line.
@@ -509,12 +503,8 @@ public:
     }
 
     bool failed() const { return error_ != nullptr; }
-    // The message of the bad line, counting rows accepted before this verifier's first one.
-    std::string message(std::size_t rowsBefore) const {
-        return fill(tr(error_), {std::to_string(rowsBefore + errorRows_ + 1)});
-    }
-
-    bool stopAfterARow = false;
+    // The message of the bad line: its row number counts the rows accepted before it.
+    std::string message() const { return fill(tr(error_), {std::to_string(errorRows_ + 1)}); }
 
 private:
     bool stop(const char* pattern) {
@@ -537,31 +527,10 @@ private:
     std::size_t errorRows_ = 0;
 };
 
-// An index near the middle of text where a line has ended outside quotes (after the whole run of
-// line ends), or npos. The tokenizer is outside quotes exactly where it has passed an even number
-// of quote characters, as a doubled quote inside quotes counts two.
-std::size_t splitPoint(std::string_view t) {
-    std::size_t i = t.size() / 2;
-    bool quoted = std::count(t.begin(), t.begin() + static_cast<std::ptrdiff_t>(i), '"') % 2 == 1;
-    for (; i < t.size(); ++i) {
-        if (t[i] == '"') {
-            quoted = !quoted;
-        } else if (!quoted && lineEndAt(t, i) != 0) {
-            while (i < t.size()) {
-                std::size_t len = lineEndAt(t, i);
-                if (len == 0) break;
-                i += len;
-            }
-            return i < t.size() ? i : std::string_view::npos;
-        }
-    }
-    return std::string_view::npos;
-}
-
 }  // namespace
 
 CsvVerification verifyCsv(std::string_view bytes, const Value& document, const Environment& env,
-                          const std::string& decimalSeparator, std::size_t twoPartsFrom) {
+                          const std::string& decimalSeparator, const Progress& progress) {
     CsvVerification out;
     std::string storage;
     std::optional<std::string_view> text = decodeCsvText(bytes, storage);
@@ -576,49 +545,39 @@ CsvVerification verifyCsv(std::string_view bytes, const Value& document, const E
     }
     out.rows.reserve(std::min<std::size_t>(text->size() / 40, std::size_t{1} << 20));  // about 40 bytes a row
 
-    // The lines up to the first accepted row settle the date format and the header line. After them
-    // every line is verified alike, so a large rest is verified in two parts at once.
-    RowVerifier head(meters, env, decimalSeparator, out.rows);
-    head.stopAfterARow = true;
-    auto handler = [](RowVerifier& v) {
-        return [&v](std::vector<std::string_view>& fields) { return v.line(fields); };
-    };
-    std::size_t resume = 0;
-    CsvStop end = tokenizeCsv(*text, handler(head), &resume);
-    head.stopAfterARow = false;
-    std::vector<ImportRow> secondRows;
-    std::optional<RowVerifier> second;
-    if (end == CsvStop::Stopped && !head.failed()) {
-        const std::string_view rest = text->substr(resume);
-        const std::size_t split =
-            rest.size() >= twoPartsFrom && pairRunnerInstalled() ? splitPoint(rest) : std::string_view::npos;
-        if (split == std::string_view::npos) {
-            end = tokenizeCsv(rest, handler(head));
-        } else {
-            second.emplace(meters, env, decimalSeparator, secondRows);
-            second->continueAfter(head);
-            secondRows.reserve(out.rows.capacity() / 2);
-            CsvStop secondEnd = CsvStop::End;
-            runPair([&] { end = tokenizeCsv(rest.substr(0, split), handler(head)); },
-                    [&] { secondEnd = tokenizeCsv(rest.substr(split), handler(*second)); });
-            second->ended(secondEnd);
+    RowVerifier verifier(meters, env, decimalSeparator, out.rows);
+    bool cancelled = false;
+    std::size_t lines = 0;
+    const char* const start = text->data();
+    CsvStop end = tokenizeCsv(*text, [&](std::vector<std::string_view>& fields) {
+        // Now and then (every 64 Ki lines) how far it has come, by the bytes behind it.
+        if (progress && (++lines & 0xFFFF) == 0 && !fields.empty()) {
+            double done =
+                static_cast<double>(fields.front().data() - start) / static_cast<double>(text->size());
+            if (!progress(std::clamp(done, 0.0, 1.0))) {
+                cancelled = true;
+                return false;
+            }
         }
-    }
-    head.ended(end);
-
-    if (head.failed() || (second && second->failed())) {
-        out.outcome = CsvVerification::Outcome::Corrupt;
-        out.message = head.failed() ? head.message(0) : second->message(out.rows.size());
+        return verifier.line(fields);
+    });
+    verifier.ended(end);
+    if (cancelled) {
+        out.outcome = CsvVerification::Outcome::Cancelled;
         out.rows.clear();
         return out;
     }
-    out.rows.insert(out.rows.end(), secondRows.begin(), secondRows.end());
+    if (verifier.failed()) {
+        out.outcome = CsvVerification::Outcome::Corrupt;
+        out.message = verifier.message();
+        out.rows.clear();
+        return out;
+    }
     out.outcome = out.rows.empty() ? CsvVerification::Outcome::Empty : CsvVerification::Outcome::Verified;
     return out;
 }
 
 void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
-    constexpr std::size_t kTwoPieceMergeRows = 50000;
     Array* list = metersOf(document);
     if (!list) return;
     // Rows by meter, newest first; of rows with the same date the last in the file wins, as if each
@@ -653,7 +612,7 @@ void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
             return Value(Array{r.reading[0], r.reading[1], r.reading[2]});
         };
         // The new readings are first left as places in merged, noted in fresh (their rows, compacted
-        // into incoming, in the same order), and made afterwards: in two pieces when there are many.
+        // into incoming, in the same order), and made afterwards.
         Array merged;
         merged.reserve(existing.size() + incoming.size());
         std::vector<std::uint32_t> fresh;
@@ -699,13 +658,7 @@ void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
                 merged[fresh[j]] = Value(std::move(reading));
             }
         };
-        if (fresh.size() >= kTwoPieceMergeRows && pairRunnerInstalled()) {
-            // Each piece writes its own elements of merged.
-            const std::size_t half = fresh.size() / 2;
-            runPair([&] { make(0, half); }, [&] { make(half, fresh.size()); });
-        } else {
-            make(0, fresh.size());
-        }
+        make(0, fresh.size());
         existing = std::move(merged);
     }
 }

@@ -67,7 +67,7 @@ struct ImportRow {
 };
 
 struct CsvVerification {
-    enum class Outcome { Corrupt, Empty, Verified };
+    enum class Outcome { Corrupt, Empty, Verified, Cancelled };
     Outcome outcome = Outcome::Empty;
     std::string message;  // the row message of a corrupt file
     std::vector<ImportRow> rows;
@@ -75,12 +75,14 @@ struct CsvVerification {
     Alert alert(int tag) const;
 };
 
+// How far long work has come (0 to 1); answering false stops it.
+using Progress = std::function<bool(double done)>;
+
 // Verifies a whole file against the document's meters (matched by exact name). Readings are read with
-// the locale's decimal separator. Past its first accepted row a file of twoPartsFrom bytes or more
-// is verified in two halves as paired work, with the same outcome as in one pass.
-inline constexpr std::size_t kCsvTwoPartsBytes = 1024 * 1024;
+// the locale's decimal separator. With progress, a large file says how far it has come and can be
+// stopped (the outcome is then Cancelled).
 CsvVerification verifyCsv(std::string_view bytes, const Value& document, const Environment& env,
-                          const std::string& decimalSeparator, std::size_t twoPartsFrom = kCsvTwoPartsBytes);
+                          const std::string& decimalSeparator, const Progress& progress = {});
 
 // Merges accepted rows into the meters' readings (newest first): a row whose date a reading already
 // has replaces that reading's three values, any other is inserted in date order.

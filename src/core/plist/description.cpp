@@ -6,14 +6,11 @@
 #include <cstdint>
 #include <cstring>
 
-#include "plist/paired_work.h"
-
 namespace numbrel {
 
 namespace {
 
 constexpr std::size_t kChunk = 1 << 16;
-constexpr std::size_t kTwoPieceWeight = 20000;
 constexpr char kHex[] = "0123456789abcdef";
 
 // Writes the description into a byte buffer through a cursor; room is made once per token rather
@@ -102,11 +99,7 @@ public:
             }
             quoted(e.key.view());
             ch('=');
-            if (heavy(e.value)) {
-                arrayInTwoPieces(e.value.array());
-            } else {
-                value(e.value);
-            }
+            value(e.value);
             ch(';');
             spill();
         }
@@ -124,49 +117,6 @@ public:
     }
 
 private:
-    // An array whose elements hold many values between them (the meters of a household with years
-    // of readings), worth describing in two pieces.
-    static bool heavy(const Value& v) {
-        if (!pairRunnerInstalled() || !v.isArray() || v.array().size() < 2) return false;
-        std::size_t weight = 0;
-        for (const Value& element : v.array())
-            if (element.isDictionary())
-                for (const auto& e : element.dictionary())
-                    weight += e.value.size();
-        return weight >= kTwoPieceWeight;
-    }
-
-    // The same text as value(array), made as paired work: the first half of the elements described
-    // here as usual, the second half into a text of its own, handed over after the first.
-    void arrayInTwoPieces(const Array& items) {
-        const std::size_t split = items.size() / 2;
-        std::string later;
-        auto first = [&] {
-            ch('(');
-            for (std::size_t i = 0; i < split; ++i) {
-                if (i) ch(',');
-                value(items[i]);
-                spill();
-            }
-        };
-        auto second = [&] {
-            Describer d(later, nullptr);
-            for (std::size_t i = split; i < items.size(); ++i) {
-                d.ch(',');
-                d.value(items[i]);
-            }
-            d.ch(')');
-            d.finish();
-        };
-        runPair(first, second);
-        if (consume_) {
-            flush();
-            (*consume_)(later);
-        } else {
-            literal(later);
-        }
-    }
-
     char* room(std::size_t bytes) {
         if (used_ + bytes > out_.size()) out_.resize(std::max(2 * out_.size(), used_ + bytes + 256));
         return out_.data() + used_;

@@ -27,8 +27,7 @@ void streamDescription(const Value& value, std::initializer_list<std::string_vie
                        const std::function<void(std::string_view)>& consume);
 
 // One pass for two consumers: the whole description to all, and the description without the
-// top-level entries under skip to filtered (each exactly as streamDescription would give them). A
-// top-level array whose elements hold many values (a household's meters) is described as paired work.
+// top-level entries under skip to filtered (each exactly as streamDescription would give them).
 void streamDescription(const Value& dictionary, std::initializer_list<std::string_view> skip,
                        const std::function<void(std::string_view)>& all,
                        const std::function<void(std::string_view)>& filtered);

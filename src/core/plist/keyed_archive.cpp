@@ -1,14 +1,12 @@
 #include "plist/keyed_archive.h"
 
 #include <algorithm>
-#include <atomic>
 #include <bit>
 #include <cstring>
 #include <memory>
 #include <unordered_map>
 #include <vector>
 
-#include "plist/paired_work.h"
 #include "plist/plist_objects.h"
 #include "plist/utf.h"
 
@@ -20,8 +18,6 @@ constexpr std::string_view kMagic = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
 constexpr unsigned kRefSize = 4;  // object references of the archives written here
 constexpr std::uint32_t kNone = ~std::uint32_t{0};
-// Archives of this many objects or more have their meters decoded by two readers.
-constexpr std::uint64_t kTwoReaderObjects = 20000;
 
 unsigned bytesFor(std::uint64_t v) {
     return v <= 0xFF ? 1 : v <= 0xFFFF ? 2 : v <= 0xFFFFFFFF ? 4 : 8;
@@ -529,10 +525,9 @@ private:
                 case kObjects: {
                     std::uint64_t n = 0, at = 0;
                     if (!refs(value, 0xA, n, at)) return false;
-                    auto objects = std::make_shared<std::vector<std::uint64_t>>(n);
+                    objects_.resize(n);
                     for (std::uint64_t k = 0; k < n; ++k)
-                        (*objects)[k] = refAt(at, k);
-                    objects_ = std::move(objects);
+                        objects_[k] = refAt(at, k);
                     haveObjects = true;
                     break;
                 }
@@ -549,18 +544,18 @@ private:
         }
         if (!archiver) return fail("not a keyed archive");
         if (!haveObjects || !haveRoot) return fail("a keyed archive without $objects or root");
-        state_.assign(objects_->size(), 0);
-        classes_.assign(objects_->size(), kNoClass);
-        keyIndex_.assign(objects_->size(), -1);
-        containers_ = 4 * objects_->size() + 4096;
-        values_ = 64 * objects_->size() + 4096;
+        state_.assign(objects_.size(), 0);
+        classes_.assign(objects_.size(), kNoClass);
+        keyIndex_.assign(objects_.size(), -1);
+        containers_ = 4 * objects_.size() + 4096;
+        values_ = 64 * objects_.size() + 4096;
         return true;
     }
 
     bool archiveObject(std::uint64_t uid, std::uint64_t& index) {
-        if (uid >= objects_->size()) return fail("a reference points past the objects");
+        if (uid >= objects_.size()) return fail("a reference points past the objects");
         if (uid == 0) return fail("a value is $null");
-        index = (*objects_)[uid];
+        index = objects_[uid];
         if (index >= count_) return fail("object reference out of range");
         return true;
     }
@@ -772,68 +767,20 @@ private:
         std::uint64_t n = 0, p = 0;
         if (m.objects == kNone || !refs(m.objects, 0xA, n, p)) return fail("an array without NS.objects");
         Array items(n);
-        if (depth == 1 && n >= 2 && count_ >= kTwoReaderObjects && pairRunnerInstalled() && holdsObjects(p)) {
-            if (!itemsByTwoReaders(n, p, depth, items)) return false;
-        } else {
-            for (std::uint64_t i = 0; i < n; ++i) {
-                std::uint64_t v = 0;
-                if (!uid(refAt(p, i), v) || !decode(v, depth + 1, items[i])) return false;
-            }
+        for (std::uint64_t i = 0; i < n; ++i) {
+            std::uint64_t v = 0;
+            if (!uid(refAt(p, i), v) || !decode(v, depth + 1, items[i])) return false;
         }
         out = Value(std::move(items));
         return true;
-    }
-
-    // Whether an array's first item is an archive object (a meter, say) rather than a plain value.
-    bool holdsObjects(std::uint64_t p) {
-        std::uint64_t v = 0, index = 0, pos = 0;
-        std::string saved = error_;
-        bool object =
-            uid(refAt(p, 0), v) && archiveObject(v, index) && offsetOf(index, pos) && data_[pos] >> 4 == 0xD;
-        error_ = saved;  // the items' own decoding reports what is wrong with them
-        return object;
-    }
-
-    // The items of a large array just under the root (the meters, which hold nearly all of a
-    // document) decoded by two readers as paired work, each taking the next item until none is left.
-    // The second reader has caches of its own and half of what remains of the unfolding limits. Of
-    // items that fail, the first one's error is told, as one reader would have told it.
-    bool itemsByTwoReaders(std::uint64_t n, std::uint64_t p, int depth, Array& items) {
-        ArchiveReader other(*this);
-        other.lastKeysArray_ = kNoArray;  // its own copy of the key lists, not this reader's
-        other.lastKeys_ = nullptr;
-        values_ /= 2;
-        containers_ /= 2;
-        other.values_ = values_;
-        other.containers_ = containers_;
-        std::atomic<std::uint64_t> next{0}, firstFailure{n};
-        auto work = [&](ArchiveReader& reader) {
-            for (;;) {
-                const std::uint64_t i = next.fetch_add(1);
-                if (i >= n || i > firstFailure.load()) return n;
-                std::uint64_t v = 0;
-                if (!reader.uid(reader.refAt(p, i), v) || !reader.decode(v, depth + 1, items[i])) {
-                    std::uint64_t seen = firstFailure.load();
-                    while (i < seen && !firstFailure.compare_exchange_weak(seen, i)) {
-                    }
-                    return i;
-                }
-            }
-        };
-        std::uint64_t failedHere = n, failedThere = n;
-        runPair([&] { failedHere = work(*this); }, [&] { failedThere = work(other); });
-        if (failedHere == n && failedThere == n) return true;
-        if (failedThere < failedHere) error_ = other.error_;
-        return false;
     }
 
     const std::uint8_t* data_;
     std::size_t size_;
     unsigned offsetSize_ = 0, refSize_ = 0;
     std::uint64_t count_ = 0, table_ = 0, root_ = 0;
-    std::vector<std::int8_t> names_;  // by file object
-    // The file object of each archive object, shared with a second reader.
-    std::shared_ptr<const std::vector<std::uint64_t>> objects_;
+    std::vector<std::int8_t> names_;      // by file object
+    std::vector<std::uint64_t> objects_;  // the file object of each archive object
     std::vector<std::uint8_t> state_;     // by archive object: being decoded
     std::vector<std::int8_t> classes_;    // by archive object: the class it names
     std::vector<std::int32_t> keyIndex_;  // by archive object: its key in keys_

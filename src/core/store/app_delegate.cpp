@@ -4,7 +4,6 @@
 #include "plist/description.h"
 #include "plist/keyed_archive.h"
 #include "plist/md5.h"
-#include "plist/paired_work.h"
 #include "store/document.h"
 #include "store/file_ops.h"
 #include "store/validation.h"
@@ -99,10 +98,9 @@ NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& di
     Value& doc = *settings_;
     doc.set("filename", out.name);
     doc.erase("hash");  // only ever in the file
-    // The document is archived while its digests are taken; "hash" goes into the archive's slot.
-    DocumentDigests digests;
-    SlottedArchive archive;
-    runPair([&] { digests = documentDigests(doc); }, [&] { archive = writeKeyedArchive(doc, "hash"); });
+    // The document is archived with an eight-byte slot for "hash", filled once its digests are known.
+    DocumentDigests digests = documentDigests(doc);
+    SlottedArchive archive = writeKeyedArchive(doc, "hash");
     archive.fill(static_cast<std::int64_t>(digests.hash + 1u));  // wraps at 2^32
     FileOps& ops = FileOps::real();
     if (ops.makeDirectories(directory) != 0) {

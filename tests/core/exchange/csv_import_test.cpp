@@ -151,54 +151,35 @@ TEST_F(CsvImport, EachRowMessage) {
     EXPECT_EQ(verify("Gas,05/03/2024,1,0,0\nGas,06/03/2024,2,0,0\n").alert(5).message, "2 readings");
 }
 
-TEST_F(CsvImport, TwoPartsAtOnceGiveWhatOnePassGives) {
-    // Files of varied lines, verified in one pass and with the rest split in two however short it is:
-    // quoted line ends and doubled quotes near the split, the line ends of every kind, a header, and
-    // bad rows early, late or nowhere.
-    const std::vector<std::string> good = {
-        "Gas,05/03/2024 10:00:00,1.5,0,0",
-        "\"Gas\",06/03/2024 11:00:00,2,0,0",
-        "Electricity,07/03/2024 12:00:00,3,1,0",
-        "\"Gas\",\"08/03/2024 13:00:00\",\"4\",0,0",
-        ",,,,,",
-        "Gas,10/03/2024 15:00:00,\"7\n\",0,0",  // a reading is its leading number
-        "Gas,11/03/2024 16:00:00,\"8\"\"\r\n\n\",0,0",
-        "Gas,09/03/2024 14:00:00,5,0,0,,",
-    };
-    const std::vector<std::string> bad = {
-        "Gas,not a date,1,0,0",
-        "Nobody,05/03/2024 10:00:00,1,0,0",
-        "Gas,05/03/2024 10:00:00,1,0",
-        "\"Gas\nupstairs\",05/03/2024 10:00:00,1,0,0",
-        "\"say \"\"hi\"\"\nthere\",1,2,3,4",
-    };
-    const std::vector<std::string> ends = {"\n", "\r\n", "\n\n", "\r", "\xC2\x85", "\xE2\x80\xA8"};
-    std::mt19937 random(11);
-    int corrupt = 0, verified = 0;
-    for (int file = 0; file < 400; ++file) {
-        std::string text = random() % 3 == 0 ? "Meter,Date,R1,R2,R3\n" : "";
-        const int lines = 1 + static_cast<int>(random() % 40);
-        for (int k = 0; k < lines; ++k) {
-            text += random() % 100 == 0 ? bad[random() % bad.size()] : good[random() % good.size()];
-            text += ends[random() % ends.size()];
-        }
-        if (random() % 4 == 0 && static_cast<unsigned char>(text.back()) < 0x80)
-            text.pop_back();  // sometimes without the last line end
-        CsvVerification one = verifyCsv(text, app_.settings(), app_.environment(), ".", SIZE_MAX);
-        CsvVerification two = verifyCsv(text, app_.settings(), app_.environment(), ".", 0);
-        ASSERT_EQ(one.outcome, two.outcome) << text;
-        ASSERT_EQ(one.message, two.message) << text;
-        ASSERT_EQ(one.rows.size(), two.rows.size()) << text;
-        for (std::size_t r = 0; r < one.rows.size(); ++r) {
-            ASSERT_EQ(one.rows[r].meter, two.rows[r].meter) << text;
-            ASSERT_EQ(one.rows[r].date, two.rows[r].date) << text;
-            ASSERT_EQ(one.rows[r].reading[0], two.rows[r].reading[0]) << text;
-        }
-        corrupt += one.outcome == CsvVerification::Outcome::Corrupt;
-        verified += one.outcome == CsvVerification::Outcome::Verified;
+TEST_F(CsvImport, ALargeFileSaysHowFarItHasComeAndCanBeStopped) {
+    std::string file = "Meter,Date,Reading 1,Reading 2,Reading 3\n";
+    for (int i = 0; i < 200000; ++i) {
+        char line[64];
+        std::snprintf(line, sizeof line, "Gas,%02d/%02d/%d 10:%02d,%d,0,0\n", 1 + i % 28, 1 + i / 28 % 12,
+                      2000 + i / 336 % 90, i % 60, i);
+        file += line;
     }
-    EXPECT_GT(corrupt, 50);  // both kinds of file were met
-    EXPECT_GT(verified, 50);
+    std::vector<double> seen;
+    CsvVerification whole = verifyCsv(file, app_.settings(), app_.environment(), ".", [&](double done) {
+        seen.push_back(done);
+        return true;
+    });
+    ASSERT_EQ(whole.outcome, CsvVerification::Outcome::Verified) << whole.message;
+    EXPECT_EQ(whole.rows.size(), 200000u);
+    ASSERT_GE(seen.size(), 2u);
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    EXPECT_GT(seen.front(), 0.0);
+    EXPECT_LE(seen.back(), 1.0);
+    EXPECT_EQ(verify(file).rows.size(), whole.rows.size());  // saying so changes nothing
+    int calls = 0;
+    CsvVerification stopped = verifyCsv(file, app_.settings(), app_.environment(), ".", [&](double) {
+        ++calls;
+        return false;
+    });
+    EXPECT_EQ(stopped.outcome, CsvVerification::Outcome::Cancelled);
+    EXPECT_EQ(calls, 1);
+    EXPECT_TRUE(stopped.rows.empty());
+    EXPECT_EQ(stopped.alert(5).message, "The import was cancelled");
 }
 
 TEST_F(CsvImport, ReadingsReadExactly) {

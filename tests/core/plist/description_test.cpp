@@ -109,8 +109,8 @@ namespace numbrel {
 namespace {
 
 TEST(Description, OnePassForTwoConsumers) {
-    // Big enough to be handed over in several pieces and to be described on two threads, with skipped
-    // entries (a big one among them) between kept ones.
+    // Big enough to be handed over in several pieces, with skipped entries (a big one among them)
+    // between kept ones.
     Array big;
     for (int i = 0; i < 20001; ++i)
         big.push_back(
