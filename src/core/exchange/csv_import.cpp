@@ -609,7 +609,11 @@ void mergeRows(Value& document, const std::vector<ImportRow>& rows) {
             return d && d->isDate() ? d->date().seconds : -INFINITY;
         };
         auto values = [](const ImportRow& r) {
-            return Value(Array{r.reading[0], r.reading[1], r.reading[2]});
+            Array three;
+            three.reserve(3);
+            for (double v : r.reading)
+                three.emplace_back(v);
+            return Value(std::move(three));
         };
         // The new readings are first left as places in merged, noted in fresh (their rows, compacted
         // into incoming, in the same order), and made afterwards.

@@ -30,7 +30,11 @@ const std::array<std::string, 86>& knownKeys() {
     return keys;
 }
 
+// The empty key's text: a constant of its own, so that a key made or moved from needs no table.
+const std::string kEmpty;
+
 const std::string* findKnown(std::string_view text) {
+    if (text.empty()) return &kEmpty;
     const auto& keys = knownKeys();
     auto it = std::lower_bound(keys.begin(), keys.end(), text, [](const std::string& a, std::string_view b) {
         return std::string_view(a) < b;
@@ -41,7 +45,7 @@ const std::string* findKnown(std::string_view text) {
 }  // namespace
 
 std::uintptr_t Key::emptyBits() noexcept {
-    return reinterpret_cast<std::uintptr_t>(&knownKeys()[0]);
+    return reinterpret_cast<std::uintptr_t>(&kEmpty);
 }
 
 Key::Key() noexcept : bits_(emptyBits()) {}

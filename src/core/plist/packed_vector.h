@@ -20,6 +20,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "plist/block_pool.h"
+
 namespace numbrel {
 
 template <typename T>
@@ -71,7 +73,7 @@ public:
     ~PackedVector() {
         if (h_) {
             std::destroy(begin(), end());
-            ::operator delete(h_);
+            release(h_);
         }
     }
 
@@ -194,11 +196,12 @@ private:
 
     static Header* allocate(size_type capacity) {
         if (capacity > max_size()) throw std::length_error("PackedVector too long");
-        auto* h = static_cast<Header*>(::operator new(sizeof(Header) + capacity * sizeof(T)));
+        auto* h = static_cast<Header*>(allocateBlock(sizeof(Header) + capacity * sizeof(T)));
         h->size = 0;
         h->capacity = static_cast<std::uint32_t>(capacity);
         return h;
     }
+    static void release(Header* h) noexcept { freeBlock(h, sizeof(Header) + h->capacity * sizeof(T)); }
     size_type grownCapacity(size_type needed) const {
         if (needed > max_size()) throw std::length_error("PackedVector too long");
         return std::max(needed, std::min(max_size(), capacity() * 2));
@@ -211,7 +214,7 @@ private:
             std::uninitialized_move(from, from + h_->size, elements(grown));
             std::destroy(from, from + h_->size);
             grown->size = h_->size;
-            ::operator delete(h_);
+            release(h_);
         }
         h_ = grown;
     }
@@ -233,7 +236,7 @@ private:
             std::uninitialized_value_construct(to + at, to + at + count);
             std::uninitialized_move(from + at, from + n, to + at + count);
             std::destroy(from, from + n);
-            ::operator delete(h_);
+            release(h_);
             grown->size = static_cast<std::uint32_t>(n + count);
             h_ = grown;
             return;
