@@ -67,6 +67,7 @@ int main(int argc, char** argv) {
                                 "Load every screen offscreen and exit; non-zero on any QML warning.");
     QCommandLineOption screenshot("screenshot", "Render the first screen to a PNG file and exit.", "FILE");
     QCommandLineOption size("size", "Window size for --screenshot.", "WxH", "390x844");
+    QCommandLineOption firstFrame("first-frame", "Print \"first frame\" once the window is drawn, and exit.");
     QCommandLineOption show("show",
                             "With --screenshot: open a screen first (\"entry\", \"sheet\", \"backups\" ..., "
                             "as scripts/screenshots uses them).",
@@ -76,7 +77,7 @@ int main(int argc, char** argv) {
     QCommandLineOption uiTestWait("ui-test-wait",
                                   "With --ui-test: after the walk, wait to be ended by a signal.");
     parser.addOptions(
-        {store, documents, now, tz, locale, selfTest, uiTest, uiTestWait, screenshot, size, show});
+        {store, documents, now, tz, locale, selfTest, uiTest, uiTestWait, screenshot, size, show, firstFrame});
     parser.process(application);
 
     using namespace numbrel;
@@ -164,6 +165,17 @@ int main(int argc, char** argv) {
             std::cout << "ui test: waiting for a signal" << std::endl;
         });
         return QGuiApplication::exec();
+    }
+    if (parser.isSet(firstFrame)) {
+        // For the start-up benchmark: the same line as its minimal anchor window prints.
+        QObject::connect(
+            window, &QQuickWindow::frameSwapped, window,
+            [] {
+                std::printf("first frame\n");
+                std::fflush(stdout);
+                std::_Exit(0);  // no save, no teardown: only the start is measured
+            },
+            Qt::QueuedConnection);
     }
     if (parser.isSet(screenshot)) {
         QObject::connect(
