@@ -76,8 +76,8 @@ int main(int argc, char** argv) {
                               "Walk through the app as a user would, checking each step; then exit.");
     QCommandLineOption uiTestWait("ui-test-wait",
                                   "With --ui-test: after the walk, wait to be ended by a signal.");
-    parser.addOptions(
-        {store, documents, now, tz, locale, selfTest, uiTest, uiTestWait, screenshot, size, show, firstFrame});
+    parser.addOptions({store, documents, now, tz, locale, selfTest, uiTest, uiTestWait, screenshot, size,
+                       show, firstFrame});
     parser.process(application);
 
     using namespace numbrel;
