@@ -5,6 +5,7 @@
 #include <QPainterPath>
 
 #include "font_measurer.h"
+#include "store/app_delegate.h"
 #include "store/document.h"
 
 namespace numbrel::app {
@@ -71,15 +72,15 @@ void paintDisplayList(QPainter& p, const DisplayList& list) {
 
 GraphItem::GraphItem(QQuickItem* parent) : QQuickPaintedItem(parent) {
     setAntialiasing(true);
-    connect(this, &QQuickItem::widthChanged, this, [this] { update(); });
-    connect(this, &QQuickItem::heightChanged, this, [this] { update(); });
+    connect(this, &QQuickItem::widthChanged, this, &GraphItem::relayout);
+    connect(this, &QQuickItem::heightChanged, this, &GraphItem::relayout);
 }
 
-void GraphItem::setServices(Services* s) {
-    if (services_ == s) return;
-    if (services_) disconnect(services_, nullptr, this, nullptr);
-    services_ = s;
-    if (services_) connect(services_, &Services::changed, this, &GraphItem::refresh);
+void GraphItem::setModel(MainModel* m) {
+    if (model_ == m) return;
+    if (model_) disconnect(model_, nullptr, this, nullptr);
+    model_ = m;
+    if (model_) connect(model_, &MainModel::graphsChanged, this, &GraphItem::refresh);
     refresh();
 }
 
@@ -99,43 +100,43 @@ void GraphItem::setHoldX(double x) {
     if (holdX_ == x) return;
     holdX_ = x;
     emit holdChanged();
-    update();
+    relayout();
 }
 
 void GraphItem::refresh() {
-    graphs_ = services_ && page_ >= 0 ? services_->pageGraphs(page_) : nullptr;
+    graphs_ = model_ && page_ >= 0 ? model_->graphs(page_) : nullptr;
     emit inputsChanged();
+    relayout();
+}
+
+void GraphItem::relayout() {
+    GraphLayout layout;
+    const Array* meters = model_ ? metersOf(model_->app().settings()) : nullptr;
+    if (graphs_ && meters && graph_ >= 0 && graph_ < static_cast<int>(graphs_->graphs.size()) &&
+        page_ < static_cast<int>(meters->size()) && width() >= 50 && height() >= 50) {
+        const NumbrelAppDelegate& app = model_->app();
+        const PageGraphs::Graph& g = graphs_->graphs[static_cast<std::size_t>(graph_)];
+        LayoutRequest request;
+        request.width = width();
+        request.height = height();
+        if (holdX_ >= 0) request.holdX = holdX_;
+        request.period = g.shows.request.period;
+        request.cost = g.shows.cost;
+        request.theme = static_cast<int>(integerOf(app.settings(), "theme", 4));
+        request.average = g.average;
+        request.leftMargin = kGraphMargin;
+        request.plotLeft = graphs_->plotLeft;
+        FontMeasurer measurer;
+        layout = layoutGraph(g.series, (*meters)[static_cast<std::size_t>(page_)], request, app.formatter(),
+                             app.environment(), measurer);
+    }
+    list_ = std::move(layout.list);
+    title_ = QString::fromStdString(layout.title);
     update();
 }
 
-GraphLayout GraphItem::layout() const {
-    if (!services_ || !graphs_ || graph_ < 0 || graph_ >= static_cast<int>(graphs_->graphs.size())) return {};
-    const NumbrelAppDelegate& app = services_->delegate();
-    const Array* meters = metersOf(app.settings());
-    if (!meters || page_ >= static_cast<int>(meters->size())) return {};
-    const PageGraphs::Graph& g = graphs_->graphs[static_cast<std::size_t>(graph_)];
-    LayoutRequest request;
-    request.width = width();
-    request.height = height();
-    if (holdX_ >= 0) request.holdX = holdX_;
-    request.period = g.shows.request.period;
-    request.cost = g.shows.cost;
-    request.theme = static_cast<int>(integerOf(app.settings(), "theme", 4));
-    request.average = g.average;
-    request.leftMargin = kGraphMargin;
-    request.plotLeft = graphs_->plotLeft;
-    FontMeasurer measurer;
-    return layoutGraph(g.series, (*meters)[static_cast<std::size_t>(page_)], request, app.formatter(),
-                       app.environment(), measurer);
-}
-
-QString GraphItem::title() const {
-    return QString::fromStdString(layout().title);
-}
-
 void GraphItem::paint(QPainter* painter) {
-    if (width() < 50 || height() < 50) return;
-    paintDisplayList(*painter, layout().list);
+    paintDisplayList(*painter, list_);
 }
 
 }  // namespace numbrel::app

@@ -1,21 +1,21 @@
-// A meter's graph on the main screen: the page's series laid out by the core and painted with
-// QPainter. A double tap flips usage and cost; a press held for half a second shows the values under
-// the finger.
+// A meter's graph on the main screen: the page's series laid out by the core when something changes
+// (the graphs, the size, the held point) and painted with QPainter; painting only draws the finished
+// list.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
 #include <QQuickPaintedItem>
 #include <optional>
 
-#include "app_services.h"
 #include "main/graph_layout.h"
+#include "main_model.h"
 
 namespace numbrel::app {
 
 class GraphItem : public QQuickPaintedItem {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(numbrel::app::Services* services READ services WRITE setServices NOTIFY inputsChanged)
+    Q_PROPERTY(numbrel::app::MainModel* model READ model WRITE setModel NOTIFY inputsChanged)
     Q_PROPERTY(int page READ page WRITE setPage NOTIFY inputsChanged)
     Q_PROPERTY(int graph READ graph WRITE setGraph NOTIFY inputsChanged)   // which graph of the page
     Q_PROPERTY(double holdX READ holdX WRITE setHoldX NOTIFY holdChanged)  // < 0: not holding
@@ -25,8 +25,8 @@ class GraphItem : public QQuickPaintedItem {
 public:
     explicit GraphItem(QQuickItem* parent = nullptr);
 
-    Services* services() const { return services_; }
-    void setServices(Services* s);
+    MainModel* model() const { return model_; }
+    void setModel(MainModel* m);
     int page() const { return page_; }
     void setPage(int p);
     int graph() const { return graph_; }
@@ -38,7 +38,7 @@ public:
     void paint(QPainter* painter) override;
 
     // The title shown above the plot: the graph's, or the held point's values.
-    Q_INVOKABLE QString title() const;
+    Q_INVOKABLE QString title() const { return title_; }
 
 signals:
     void inputsChanged();
@@ -47,13 +47,16 @@ signals:
 private:
     // Takes the page's graphs again (the document, the window or the inputs changed) and redraws.
     void refresh();
-    GraphLayout layout() const;
-    Services* services_ = nullptr;
+    // Lays the graph out again for the size and the held point.
+    void relayout();
+    MainModel* model_ = nullptr;
     int page_ = 0;
     int graph_ = 0;
     double holdX_ = -1;
     // The page's graphs as they were when something last changed; painting only draws them.
     std::shared_ptr<const PageGraphs> graphs_;
+    DisplayList list_;
+    QString title_;
 };
 
 // Paints a display list with QPainter.

@@ -1,5 +1,6 @@
-// numbrel: the desktop app. The composition root: it builds the store, the delegate and the services,
-// hands them to QML, and maps window events onto the save sequence.
+// numbrel: the desktop app. The composition root: it builds the store, the delegate, the job runner,
+// the value editor, the navigation stack and the session, hands them to QML as its singletons, and maps
+// window events and signals onto the save sequence.
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
@@ -12,12 +13,17 @@
 #include <cstdio>
 #include <iostream>
 
-#include "app_services.h"
+#include "job_runner.h"
+#include "navigation_stack.h"
 #include "plist/date_text.h"
 #include "quit_on_signals.h"
+#include "session.h"
+#include "store/app_delegate.h"
+#include "store/environment.h"
 #include "store/preferences_store.h"
 #include "ui/localize.h"
 #include "ui_test.h"
+#include "value_editor.h"
 
 // The QML module's type registration, generated from the adapters' QML_ELEMENT declarations.
 void qml_register_types_Numbrel();
@@ -103,28 +109,20 @@ int main(int argc, char** argv) {
     delegate.applicationDidFinishLaunching();
     if (qEnvironmentVariableIsSet("NUMBREL_TIMING"))
         std::cerr << "store loaded " << sinceStart.elapsed() << " ms\n";
-    app::Services services(delegate, documentsDir);
+    app::JobRunner jobs;
+    app::ValueEditor editor(delegate.formatter());
+    app::NavigationStack stack(delegate, jobs, editor, documentsDir);
+    editor.setStack(stack);
+    app::Session session(delegate, stack);
 
     if (parser.isSet(selfTest) || parser.isSet(uiTest)) qInstallMessageHandler(countProblems);
     qml_register_types_Numbrel();
-    qmlRegisterSingletonInstance("Numbrel", 1, 0, "App", &services);
     QQmlApplicationEngine engine;
     engine.addImportPath("qrc:/");
-    QVariantList alerts;
-    for (const Alert& a : delegate.takeAlerts())
-        alerts << QVariantMap{{"tag", a.tag},
-                              {"title", QString::fromStdString(a.title)},
-                              {"message", QString::fromStdString(a.message)},
-                              {"buttons", QStringList{QString::fromStdString(tr("OK"))}},
-                              {"cancelButton", 0},
-                              {"defaultButton", 0}};
-    QVariantMap properties{{"startupAlerts", alerts}};
     if (parser.isSet(screenshot)) {
         QStringList wh = parser.value(size).split('x');
-        properties["width"] = wh.value(0).toInt();
-        properties["height"] = wh.value(1).toInt();
+        engine.setInitialProperties({{"width", wh.value(0).toInt()}, {"height", wh.value(1).toInt()}});
     }
-    engine.setInitialProperties(properties);
     engine.load(QUrl("qrc:/Numbrel/qml/Main.qml"));
     if (engine.rootObjects().isEmpty()) return 1;
     if (qEnvironmentVariableIsSet("NUMBREL_TIMING"))
@@ -135,13 +133,13 @@ int main(int argc, char** argv) {
     QObject::connect(&application, &QGuiApplication::applicationStateChanged,
                      [&](Qt::ApplicationState state) {
                          if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended)
-                             services.enterBackground();
-                         if (state == Qt::ApplicationActive) services.enterForeground();
+                             session.enterBackground();
+                         if (state == Qt::ApplicationActive) session.enterForeground();
                      });
     QObject::connect(window, &QWindow::visibilityChanged, [&](QWindow::Visibility v) {
-        if (v == QWindow::Minimized || v == QWindow::Hidden) services.enterBackground();
+        if (v == QWindow::Minimized || v == QWindow::Hidden) session.enterBackground();
     });
-    QObject::connect(&application, &QGuiApplication::aboutToQuit, [&] { services.enterBackground(); });
+    QObject::connect(&application, &QGuiApplication::aboutToQuit, [&] { session.enterBackground(); });
     // Logging out, Ctrl+C and a closed terminal quit through the event loop: the document is saved.
     app::QuitOnSignals quitOnSignals;
     if (parser.isSet(selfTest)) {
@@ -153,7 +151,7 @@ int main(int argc, char** argv) {
     if (parser.isSet(uiTest)) {
         // The walk ends by waiting for SIGTERM when its driver sends one (--ui-test-wait).
         QTimer::singleShot(300, [&] {
-            int failed = app::runUiTest(*window, services);
+            int failed = app::runUiTest(*window, stack);
             if (failed == 0 && qmlProblems) {
                 std::cerr << "numbrel: " << qmlProblems << " QML warnings or errors during the walk\n";
                 failed = 2;

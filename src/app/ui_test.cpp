@@ -9,11 +9,16 @@
 #include <cmath>
 #include <iostream>
 
-#include "app_services.h"
+#include "desktop.h"
+#include "entry_model.h"
 #include "exchange/backup_view_controller.h"
+#include "main_model.h"
+#include "navigation_stack.h"
+#include "store/app_delegate.h"
 #include "store/document.h"
 #include "store/file_ops.h"
 #include "store/preferences_store.h"
+#include "table_model.h"
 
 namespace numbrel::app {
 
@@ -23,11 +28,11 @@ namespace {
 // step checked against the document and what the screen shows.
 class Walk {
 public:
-    Walk(QQuickWindow& window, Services& services) : window_(window), services_(services) {}
+    Walk(QQuickWindow& window, NavigationStack& stack) : window_(window), stack_(stack) {}
 
     bool run() {
         return wheelReading() && keyboardReading() && conversionFactor() && addFile() && backUpAndRestore() &&
-               holdBars() && exportAndTwoStepDelete() && editRates();
+               holdBars() && exportAndTwoStepDelete() && editorOutlivesDocument() && editRates();
     }
 
 private:
@@ -118,15 +123,27 @@ private:
         });
     }
 
-    Value& meter(int i) { return (*metersOf(services_.delegate().settings()))[static_cast<std::size_t>(i)]; }
+    Value& meter(int i) { return (*metersOf(stack_.app().settings()))[static_cast<std::size_t>(i)]; }
     std::size_t readings(int i) {
         const Value* r = meter(i).find("readings");
         return r ? r->array().size() : 0;
     }
-    std::string readingsRow() { return detailOf(services_.root().sections(0), "Readings"); }
+    std::string readingsRow() { return detailOf(stack_.main()->root().sections(0), "Readings"); }
     QString entryReading() {
-        for (const QVariant& row : services_.entryRows().value(0).toMap().value("rows").toList())
-            if (row.toMap().value("label") == "Reading") return row.toMap().value("detail").toString();
+        auto* entry = qobject_cast<EntryModel*>(stack_.topModel());
+        return entry ? entry->reading() : QString();
+    }
+    int meterIndex() { return stack_.main()->meterIndex(); }
+    TableModel* top() { return qobject_cast<TableModel*>(stack_.topModel()); }
+    // The label of the first row of a section of the screen on top.
+    QString firstLabelIn(int section) {
+        TableModel* t = top();
+        for (int i = 0; t && i < t->count(); ++i) {
+            QModelIndex at = t->index(i);
+            if (t->data(at, TableModel::SectionRole).toInt() == section &&
+                !t->data(at, TableModel::PlaceholderRole).toBool())
+                return t->data(at, TableModel::LabelRole).toString();
+        }
         return {};
     }
 
@@ -155,7 +172,7 @@ private:
         double value = meter(0).find("readings")->array()[0].find("reading")->array()[0].real();
         if (value != turned_)
             return fail("saved " + std::to_string(value) + ", not " + std::to_string(turned_));
-        std::string path = services_.delegate().store().path();
+        std::string path = stack_.app().store().path();
         if (!waitFor([&] { return QFile::exists(QString::fromStdString(path)); }, 1500))
             return fail("the store was not written within a second of saving");
         std::cout << "ui test: saved a reading of " << value << " on the wheels\n";
@@ -167,8 +184,7 @@ private:
     bool keyboardReading() {
         settle();
         key(Qt::Key_Right);
-        if (!waitFor([&] { return services_.meterIndex() == 1; }))
-            return fail("the right arrow did not go to Gas");
+        if (!waitFor([&] { return meterIndex() == 1; })) return fail("the right arrow did not go to Gas");
         click(find("addButton"));
         settle();
         QQuickItem* first = find("wheel-0");
@@ -202,7 +218,7 @@ private:
         if (meter(1).find("readings")->array()[0].find("reading")->array()[0].real() != 1234.9)
             return fail("the typed reading is not 1234.9");
         key(Qt::Key_Left);
-        if (!waitFor([&] { return services_.meterIndex() == 0 && !find("wheel-0"); }))
+        if (!waitFor([&] { return meterIndex() == 0 && !find("wheel-0"); }))
             return fail("Escape and the left arrow did not come back to Electricity");
         std::cout << "ui test: typed 1234.9 for Gas on the keyboard\n";
         return true;
@@ -210,9 +226,13 @@ private:
 
     // The editor dialog applies the number field's rules keystroke by keystroke, and Enter saves.
     bool conversionFactor() {
-        services_.openMeters();
-        services_.openTariff(0);
-        if (!selectTariffRow("Conversion")) return fail("no Conversion row");
+        settle();
+        click(find("leftButton"));  // "Meters"
+        if (!pageTitled("Meters") || !click(find("info-0")))
+            return fail("no rates button on the meters list");
+        if (!waitFor([&] { return top() && top()->find("Conversion") >= 0; }))
+            return fail("the tariff editor did not open");
+        top()->select(top()->find("Conversion"));
         QQuickItem* field = nullptr;
         if (!waitFor([&] { return (field = find("editorField")) && field->hasActiveFocus(); }))
             return fail("the number editor did not open with its field focused");
@@ -224,23 +244,12 @@ private:
         key(Qt::Key_Return);
         if (!waitFor([&] { return realOf(meter(0), "factor") == 5.2; }))
             return fail("Enter did not save 5.2");
-        services_.tariffDone();
+        key(Qt::Key_Escape);  // the tariff editor
+        key(Qt::Key_Escape);  // the meters list
+        if (!pageTitled("Electricity")) return fail("Escape did not go back to the main screen");
         std::cout << "ui test: typed a conversion factor of 5.2 into the number editor\n";
         return true;
     }
-    bool selectTariffRow(const QString& label) {
-        QVariantList sections = services_.tariffSections();
-        for (int s = 0; s < sections.size(); ++s) {
-            QVariantList rows = sections[s].toMap().value("rows").toList();
-            for (int r = 0; r < rows.size(); ++r)
-                if (rows[r].toMap().value("label").toString() == label) {
-                    services_.tariffSelect(s, r);
-                    return true;
-                }
-        }
-        return false;
-    }
-
     // The gear menu's "Backups", "Add File…" through the file dialog, and the added file imported from
     // its menu: a year of monthly readings.
     bool addFile() {
@@ -287,18 +296,17 @@ private:
     // "Backup Now", a change, then "Restore Backup" from the file menu brings the document back and
     // closes the backups screen.
     bool backUpAndRestore() {
-        services_.screenSelect(1, 0);  // "Backup Now"
-        QVariantList files = services_.screenSections().value(2).toMap().value("rows").toList();
-        if (files.isEmpty()) return fail("Backup Now listed no file");
-        Value before = services_.delegate().settings();
+        if (!clickText("Backup Now")) return fail("no Backup Now row");
+        QString name;
+        if (!waitFor([&] { return (name = firstLabelIn(2)).endsWith(".bak"); }))
+            return fail("Backup Now listed no file");
+        Value before = stack_.app().settings();
         meter(0).set("name", "Changed after the backup");
-        QString name = files.value(0).toMap().value("label").toString();
         clickText(name);
         if (!alertShown(name) || !clickText("Restore Backup"))
             return fail("a backup's menu offers no Restore Backup");
         if (!pageTitled("Electricity")) return fail("the backups screen stayed open after a restore");
-        if (services_.delegate().settings() != before)
-            return fail("the restore did not bring the backup back");
+        if (stack_.app().settings() != before) return fail("the restore did not bring the backup back");
         key(Qt::Key_Return);  // "Backup Restored"
         std::cout << "ui test: backed up, changed a meter, restored " << name.toStdString() << "\n";
         return true;
@@ -326,7 +334,7 @@ private:
                 return fail("held at x " + std::to_string(h.x) + ": " + held.toStdString() + ", not " +
                             h.month);
         }
-        if (services_.meterIndex() != 0) return fail("holding a bar moved the pager");
+        if (meterIndex() != 0) return fail("holding a bar moved the pager");
         std::cout << "ui test: held the first, a middle and the last monthly bar\n";
         return true;
     }
@@ -350,12 +358,12 @@ private:
         if (!waitFor([&] { return (name = find("fileNameTextField")) != nullptr; }))
             return fail("the save dialog has no file name field");
         if (name->property("text").toString() != "electricity.csv" ||
-            dialog->property("currentFolder").toUrl() != services_.userDocuments())
+            dialog->property("currentFolder").toUrl() != userDocuments())
             return fail("the save dialog does not start in the documents folder with electricity.csv");
         click(name);
         QTest::keySequence(&window_, QKeySequence::SelectAll);
         type("walk.csv");
-        QString out = services_.userDocuments().toLocalFile() + "/walk.csv";
+        QString out = userDocuments().toLocalFile() + "/walk.csv";
         if (!clickText("Save")) return fail("the save dialog has no Save button");
         if (!alertShown("CSV Export")) return fail("the export did not say where it went");
         std::string error;
@@ -379,16 +387,42 @@ private:
         return true;
     }
 
+    // An editor left open while the document is replaced writes nothing and says so; the rate stays.
+    bool editorOutlivesDocument() {
+        click(find("leftButton"));  // "Meters"
+        if (!pageTitled("Meters") || !click(find("info-0")))
+            return fail("no rates button on the meters list");
+        if (!clickText("Rate")) return fail("no Rate row");
+        QQuickItem* field = nullptr;
+        if (!waitFor([&] { return (field = find("editorField")) && field->hasActiveFocus(); }))
+            return fail("the rate editor did not open");
+        const Value* rates = meter(0).find("tariffs")->at(0)->find("rates");
+        const double rate = realOf(*rates->at(0), "rate");
+        stack_.app().adoptDocument(Value(stack_.app().settings()));  // as a restore would
+        QTest::keySequence(&window_, QKeySequence::SelectAll);
+        type("0.99");
+        key(Qt::Key_Return);
+        if (!alertShown("Warning!")) return fail("an editor outliving its document said nothing");
+        key(Qt::Key_Return);
+        const Value* now = meter(0).find("tariffs")->at(0)->find("rates");
+        if (realOf(*now->at(0), "rate") != rate) return fail("the editor wrote into the new document");
+        key(Qt::Key_Escape);  // the tariff editor
+        key(Qt::Key_Escape);  // the meters list
+        if (!pageTitled("Electricity")) return fail("Escape did not go back to the main screen");
+        std::cout << "ui test: an editor left open over a restore wrote nothing and said so\n";
+        return true;
+    }
+
     // A rate edited through the meters list's rates button reaches the disk within about a second;
     // a second edit is left for the signal that ends the walk.
     bool editRates() {
         click(find("leftButton"));  // "Meters"
-        if (!pageTitled("Meters") || !click(find("rates-0")))
+        if (!pageTitled("Meters") || !click(find("info-0")))
             return fail("no rates button on the meters list");
         if (!waitFor([&] { return findText("Conversion") != nullptr; }))
             return fail("the tariff editor did not open");
         if (!editNumber("Rate", "0.25")) return fail("the rate editor did not take 0.25");
-        std::string path = services_.delegate().store().path();
+        std::string path = stack_.app().store().path();
         auto onDisk = [&](const char* key, double want) {
             std::string error;
             std::optional<std::string> bytes = readWholeFile(path, error);
@@ -414,8 +448,7 @@ private:
         QQuickItem* field = nullptr;
         if (!waitFor([&] { return (field = find("editorField")) && field->hasActiveFocus(); }))
             return fail("no editor for " + label.toStdString() +
-                        (find("editorField") ? " (not focused)" : " (none)") + " tariff " +
-                        services_.tariffTitle().toStdString());
+                        (find("editorField") ? " (not focused)" : " (none)"));
         QTest::keySequence(&window_, QKeySequence::SelectAll);
         type(value);
         key(Qt::Key_Return);
@@ -424,14 +457,14 @@ private:
     }
 
     QQuickWindow& window_;
-    Services& services_;
+    NavigationStack& stack_;
     int turned_ = 0;
 };
 
 }  // namespace
 
-int runUiTest(QQuickWindow& window, Services& services) {
-    return Walk(window, services).run() ? 0 : 1;
+int runUiTest(QQuickWindow& window, NavigationStack& stack) {
+    return Walk(window, stack).run() ? 0 : 1;
 }
 
 }  // namespace numbrel::app

@@ -6,9 +6,9 @@ class QQuickWindow;
 
 namespace numbrel::app {
 
-class Services;
+class NavigationStack;
 
 // Returns 0 when every step did what a user would see, else 1 (with the failed step on stderr).
-int runUiTest(QQuickWindow& window, Services& services);
+int runUiTest(QQuickWindow& window, NavigationStack& stack);
 
 }  // namespace numbrel::app

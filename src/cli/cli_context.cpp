@@ -1,7 +1,10 @@
 #include "cli_context.h"
 
+#include <unistd.h>
 #include <algorithm>
+
 #include <charconv>
+#include <cstdio>
 
 #include "plist/date_text.h"
 #include "store/document.h"
@@ -49,6 +52,24 @@ const char* kGlobalHelp =
     "commands:\n";
 
 }  // namespace
+
+void RecordingNavigator::run(Job job) {
+    // A bar on standard error when it is a terminal, for work long enough to report progress.
+    const bool terminal = ::isatty(STDERR_FILENO) == 1;
+    bool drawn = false;
+    Progress progress;
+    if (terminal)
+        progress = [&](double done) {
+            const int width = 40, filled = static_cast<int>(done * width);
+            std::fprintf(stderr, "\r%s [%s%s] %3d%%", job.title.c_str(), std::string(filled, '#').c_str(),
+                         std::string(width - filled, ' ').c_str(), static_cast<int>(done * 100));
+            drawn = true;
+            return true;
+        };
+    std::function<void()> apply = job.work(progress);
+    if (drawn) std::fprintf(stderr, "\r%*s\r", 60 + static_cast<int>(job.title.size()), "");
+    if (apply) apply();
+}
 
 Context::Context(GlobalOptions options, std::ostream& out, std::ostream& err)
     : options_(std::move(options)), out_(out), err_(err) {}

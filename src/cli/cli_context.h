@@ -69,7 +69,8 @@ private:
 };
 
 // A navigator for screens driven from the command line: alerts are recorded to be printed and
-// answered, and closing the screen is noted.
+// answered, closing the screen is noted, and long work runs at once, with a progress bar on a
+// terminal.
 class RecordingNavigator : public Navigator {
 public:
     void push(std::unique_ptr<Screen>) override {}
@@ -77,6 +78,7 @@ public:
     void present(const Alert& alert) override { alerts.push_back(alert); }
     void dismiss() override {}
     void openUrl(const std::string&) override {}
+    void run(Job job) override;
 
     std::vector<Alert> alerts;
     bool closed = false;

@@ -81,7 +81,8 @@ void restore(Context& ctx, Args& args) {
     std::string path = onlyFile(ctx, args, "restore");
     RecordingNavigator nav;
     BackupViewController screen(ctx.delegate(), nav, ctx.options().documentsPath);
-    RestoreOutcome outcome = screen.restoreBackup(path);
+    screen.restoreBackup(path);
+    const RestoreOutcome outcome = screen.lastRestore().value_or(RestoreOutcome::Unreadable);
     print(ctx, nav.alerts.back());
     if (outcome == RestoreOutcome::OldBackup && install) {
         screen.answerAlert(BackupViewController::kRestoreTag, 1);

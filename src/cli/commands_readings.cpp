@@ -58,7 +58,7 @@ void readings(Context& ctx, Args& args) {
         ctx.out() << list.title() << ": " << stringOf(ctx.delegate().meter(meter), "name") << " ("
                   << item.substr(1, item.size() - 2) << ")\n";
         TextTable table({false, false, true, true});
-        for (const auto& section : list.sections()) {
+        for (const auto& section : list.readingSections()) {
             table.addHeading(section.title);
             for (const auto& r : section.rows) {
                 std::string registers;
@@ -74,7 +74,7 @@ void readings(Context& ctx, Args& args) {
         return;
     }
     auto out = nlohmann::ordered_json::array();
-    for (const auto& section : list.sections()) {
+    for (const auto& section : list.readingSections()) {
         auto rows = nlohmann::ordered_json::array();
         for (const auto& r : section.rows)
             rows.push_back({{"index", r.index},

@@ -3,11 +3,12 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Numbrel
 
-// Alerts and action sheets of the screen models; the answer goes back by tag and button index.
-// Escape answers the cancel button and Enter the default one, as the model names them.
+// Alerts and action sheets of the screens; the answer goes back through the navigation stack to the
+// screen that presented it (by the alert's ticket). Escape answers the cancel button and Enter the
+// default one, as the screen names them.
 Dialog {
     id: dialog
-    property var alert: ({ tag: 0, title: "", message: "", buttons: [], cancelButton: -1, defaultButton: -1 })
+    property var alert: ({ ticket: 0, title: "", message: "", buttons: [], cancelButton: -1, defaultButton: -1 })
     property var queue: []
     modal: true
     closePolicy: Popup.NoAutoClose  // an alert is answered, never just dropped
@@ -17,9 +18,6 @@ Dialog {
     title: ""
 
     function show(a) {
-        // Alerts made in QML name no cancel or default button: a lone button is both.
-        if (a.cancelButton === undefined) a.cancelButton = a.buttons.length === 1 ? 0 : -1
-        if (a.defaultButton === undefined) a.defaultButton = a.buttons.length === 1 ? 0 : -1
         if (visible) { queue.push(a); return }
         alert = a
         open()
@@ -29,7 +27,7 @@ Dialog {
         if (index < 0 || index >= alert.buttons.length) return
         timer.stop()
         close()
-        App.answerAlert(alert.tag, index)
+        Navigation.answer(alert.ticket, index)
     }
     onClosed: if (queue.length > 0) show(queue.shift())
     Timer { id: timer; interval: (dialog.alert.dismissAfter || 0) * 1000; onTriggered: dialog.close() }

@@ -6,44 +6,32 @@ import Numbrel
 // Reading entry: the date, the reading on wheels or a keypad, and the Bill and New Meter switches.
 Page {
     id: entry
+    required property var model  // an EntryModel
     background: Rectangle { color: Theme.background }
-    property string pageTitle: App.entryTitle
+    property string pageTitle: model.title
     property string leftText: qsTr("Cancel")
     property string rightText: qsTr("Save")
-    function leftAction() { App.entryCancel() }
-    function rightAction() { App.entrySave() }
-    property var wheels: App.entryWheels
-    property int wheelCount: wheels.length
+    function leftAction() { Navigation.back() }
+    function rightAction() { model.save() }
 
     // The keyboard: digits set the wheels from the left (or come in as on the keypad), Backspace
     // takes the last one back. Enter and Escape are the window's Save and Cancel.
     focus: true
     Keys.onPressed: (event) => {
-        if (event.key >= Qt.Key_0 && event.key <= Qt.Key_9 && App.entryDateMode === 0) {
-            App.entryTypeKey(event.key - Qt.Key_0)
+        if (event.key >= Qt.Key_0 && event.key <= Qt.Key_9 && model.dateMode === 0) {
+            model.typeKey(event.key - Qt.Key_0)
             event.accepted = true
-        } else if (event.key === Qt.Key_Backspace && App.entryDateMode === 0) {
-            App.entryBackspaceKey()
+        } else if (event.key === Qt.Key_Backspace && model.dateMode === 0) {
+            model.backspaceKey()
             event.accepted = true
         }
     }
     // Turns a reading wheel to a row and tells the model.
     function turn(component, row) {
-        const t = wheelRow.children[component]
+        const t = wheelRepeater.itemAt(component)
         if (!t || !t.isWheel) return
         t.currentIndex = Math.max(0, Math.min(t.count - 1, row))
-        App.entryWheelChanged(component, t.currentIndex)
-    }
-
-    Connections {
-        target: App
-        function onEntryChanged() {
-            const w = App.entryWheels
-            for (let i = 0; i < wheelRow.children.length && i < w.length; ++i) {
-                const t = wheelRow.children[i]
-                if (t.isWheel && !t.moving && t.currentIndex !== w[i].selected) t.currentIndex = w[i].selected
-            }
-        }
+        model.wheelChanged(component, t.currentIndex)
     }
 
     ColumnLayout {
@@ -51,17 +39,22 @@ Page {
         anchors.topMargin: 16
         spacing: 16
 
-        TableSection {
+        ColumnLayout {
+            spacing: 0
             Layout.fillWidth: true
-            model: (App.entryRows.length > 0 ? App.entryRows[0] : { header: "", footer: "", rows: [] })
-            onRowSelected: (row) => App.entrySelectRow(row)
-            onSwitchFlipped: (tag, on) => App.entryFlipSwitch(tag, on)
-            onSegmentChosen: (tag, i) => App.entryChooseSegment(tag, i)
+            Layout.topMargin: -20
+            Repeater {
+                model: entry.model
+                delegate: TableRow {
+                    Layout.fillWidth: true
+                    table: entry.model
+                }
+            }
         }
 
         // The dial as wheels, one per digit.
         Rectangle {
-            visible: !App.entryKeyboard && App.entryDateMode === 0
+            visible: !entry.model.keyboard && entry.model.dateMode === 0
             Layout.fillWidth: true
             Layout.preferredHeight: 216
             color: "white"
@@ -70,33 +63,40 @@ Page {
                 anchors.centerIn: parent
                 spacing: 2
                 Repeater {
-                    model: entry.wheelCount
+                    id: wheelRepeater
+                    model: entry.model.wheels
                     delegate: Tumbler {
                         id: dial
                         required property int index
+                        required property bool separator
+                        required property int rows
+                        required property int selected
+                        required property bool decimal
+                        required property bool cursor
                         objectName: "wheel-" + index
-                        readonly property var digit: entry.wheels[index] || ({ separator: true, rows: 1, selected: 0, decimal: false, cursor: false })
-                        property bool isWheel: !digit.separator
+                        property bool isWheel: !separator
                         width: isWheel ? 36 : 14
                         height: 200
                         visibleItemCount: 5
                         wrap: false
-                        model: digit.rows
-                        currentIndex: digit.selected
-                        onMovingChanged: if (!moving && isWheel) App.entryWheelChanged(index, currentIndex)
+                        model: rows
+                        currentIndex: selected
+                        // The model turns a wheel too (typed digits): a wheel at rest follows it.
+                        onSelectedChanged: if (!moving && currentIndex !== selected) currentIndex = selected
+                        onMovingChanged: if (!moving && isWheel) entry.model.wheelChanged(index, currentIndex)
                         delegate: Label {
                             required property int index
-                            text: dial.isWheel ? index % 10 : App.decimalSeparator
+                            text: dial.isWheel ? index % 10 : entry.model.decimalSeparator
                             font.pixelSize: 22
                             horizontalAlignment: Text.AlignHCenter
                             verticalAlignment: Text.AlignVCenter
-                            color: dial.digit.decimal ? "#d0021b" : "black"
+                            color: dial.decimal ? "#d0021b" : "black"
                             opacity: 1.0 - Math.abs(Tumbler.displacement) / 3
                             // A click on a digit turns its wheel there and puts the typing cursor on it.
                             MouseArea {
                                 anchors.fill: parent
                                 enabled: dial.isWheel
-                                onClicked: { App.entrySelectWheel(dial.index); entry.turn(dial.index, parent.index); entry.forceActiveFocus() }
+                                onClicked: { entry.model.selectWheel(dial.index); entry.turn(dial.index, parent.index); entry.forceActiveFocus() }
                             }
                         }
                         // One notch of a mouse wheel is one digit (touchpads add up to a notch).
@@ -118,7 +118,7 @@ Page {
                         }
                         // The typing cursor: a line under the wheel that typed digits set.
                         Rectangle {
-                            visible: dial.digit.cursor === true
+                            visible: dial.cursor
                             anchors.horizontalCenter: parent.horizontalCenter
                             anchors.verticalCenter: parent.verticalCenter
                             anchors.verticalCenterOffset: 17
@@ -140,7 +140,7 @@ Page {
 
         // The keypad.
         GridLayout {
-            visible: App.entryKeyboard && App.entryDateMode === 0
+            visible: entry.model.keyboard && entry.model.dateMode === 0
             columns: 3
             Layout.alignment: Qt.AlignHCenter
             rowSpacing: 8
@@ -158,19 +158,19 @@ Page {
                     focusPolicy: Qt.NoFocus  // the keyboard stays with the page
                     Layout.preferredWidth: 96
                     Layout.preferredHeight: 52
-                    onClicked: modelData === "delete" ? App.entryDeleteDigit() : App.entryTypeDigit(parseInt(modelData))
+                    onClicked: modelData === "delete" ? entry.model.deleteDigit() : entry.model.typeDigit(parseInt(modelData))
                 }
             }
         }
 
         // The date picker.
         DateWheels {
-            visible: App.entryDateMode !== 0
+            visible: entry.model.dateMode !== 0
             Layout.fillWidth: true
             Layout.preferredHeight: 216
-            withTime: App.entryDateMode === 1
-            date: App.entryDate
-            onPicked: (d) => App.entrySetDate(d)
+            withTime: entry.model.dateMode === 1
+            date: entry.model.date
+            onPicked: (d) => entry.model.setDate(d)
         }
         Item { Layout.fillHeight: true }
     }

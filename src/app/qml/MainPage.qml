@@ -6,101 +6,97 @@ import Numbrel
 // The meter pager: one page per meter, a short table and the graphs; the toolbar below.
 Page {
     id: page
+    required property var model  // the MainModel
     background: Rectangle { color: Theme.background }
-    property string pageTitle: App.title
+    property string pageTitle: model.title
     property string leftText: qsTr("Meters")
     property string rightText: "+"
-    function leftAction() { window.openMeters() }
-    function rightAction() { window.openEntry(-1) }
+    function leftAction() { model.metersAction() }
+    function rightAction() { model.addAction() }
 
     SwipeView {
         id: pager
         anchors.fill: parent
         anchors.bottomMargin: indicator.visible ? indicator.height : 0
-        currentIndex: App.meterIndex
-        onCurrentIndexChanged: App.pageAction(currentIndex)
+        currentIndex: page.model.meterIndex
+        onCurrentIndexChanged: page.model.pageAction(currentIndex)
         interactive: !holding
         property bool holding: false
 
         Repeater {
-            model: App.pageCount
+            model: page.model
             // Pages further than one from the visible page are empty placeholders, so that many
             // meters cost no more than three.
             delegate: Loader {
                 id: pageLoader
-                required property int index
-                active: Math.abs(index - pager.currentIndex) <= 1
-                sourceComponent: meterPageComponent
-                onLoaded: item.index = index
+                required property int page
+                required property var table
+                required property int graphCount
+                active: Math.abs(page - pager.currentIndex) <= 1
+                sourceComponent: MeterPage {
+                    page: pageLoader.page
+                    table: pageLoader.table
+                    graphCount: pageLoader.graphCount
+                }
             }
         }
     }
 
-    Component {
-        id: meterPageComponent
-        Item {
-            id: meterPage
-            property int index: -1
-            property var sections: index < 0 ? [] : (App.revision, App.pageSections(index))
-            property var tables: sections.filter(s => s.rows.length === 0 || s.rows[0].label !== "Graph")
-            property int graphCount: sections.length - tables.length
-
-            ColumnLayout {
-                anchors.fill: parent
-                anchors.topMargin: 8
-                spacing: 12
-                Repeater {
-                    model: meterPage.tables
-                    delegate: TableSection {
-                        required property var modelData
-                        Layout.fillWidth: true
-                        model: modelData
-                        onRowSelected: (row) => {
-                            const label = modelData.rows[row].label
-                            if (label === qsTr("Readings") && modelData.rows[row].detail !== qsTr("None")) window.openReadings()
-                            if (label === qsTr("Current")) window.openCurrent()
-                        }
-                    }
+    component MeterPage: Item {
+        id: meterPage
+        property int page: -1
+        property var table: null
+        property int graphCount: 0
+        ColumnLayout {
+            anchors.fill: parent
+            anchors.topMargin: -12
+            spacing: 0
+            Repeater {
+                model: meterPage.table
+                delegate: TableRow {
+                    Layout.fillWidth: true
+                    table: meterPage.table
                 }
-                Repeater {
-                    model: meterPage.graphCount
-                    delegate: Rectangle {
-                        required property int index
-                        Layout.fillWidth: true
-                        Layout.fillHeight: true
-                        Layout.bottomMargin: 4
-                        color: "white"
-                        GraphItem {
-                            id: graph
-                            objectName: "graph-" + meterPage.index + "-" + parent.index
-                            anchors.fill: parent
-                            services: App
-                            page: meterPage.index
-                            graph: parent.index
-                        }
-                        MouseArea {
-                            anchors.fill: parent
-                            pressAndHoldInterval: 500
-                            onPressAndHold: (mouse) => { pager.holding = true; graph.holdX = mouse.x }
-                            onPositionChanged: (mouse) => { if (pager.holding) graph.holdX = mouse.x }
-                            onReleased: { pager.holding = false; graph.holdX = -1 }
-                            onCanceled: { pager.holding = false; graph.holdX = -1 }
-                            onDoubleClicked: App.graphAction()
-                        }
-                    }
-                }
-                Item { Layout.fillHeight: meterPage.graphCount === 0 }
             }
+            Item { Layout.preferredHeight: 12 }
+            Repeater {
+                model: meterPage.graphCount
+                delegate: Rectangle {
+                    required property int index
+                    Layout.fillWidth: true
+                    Layout.fillHeight: true
+                    Layout.bottomMargin: 4
+                    color: "white"
+                    GraphItem {
+                        id: graph
+                        objectName: "graph-" + meterPage.page + "-" + parent.index
+                        anchors.fill: parent
+                        model: Navigation.main
+                        page: meterPage.page
+                        graph: parent.index
+                    }
+                    MouseArea {
+                        anchors.fill: parent
+                        pressAndHoldInterval: 500
+                        onPressAndHold: (mouse) => { pager.holding = true; graph.holdX = mouse.x }
+                        onPositionChanged: (mouse) => { if (pager.holding) graph.holdX = mouse.x }
+                        onReleased: { pager.holding = false; graph.holdX = -1 }
+                        onCanceled: { pager.holding = false; graph.holdX = -1 }
+                        onDoubleClicked: Navigation.main.graphAction()
+                    }
+                }
+            }
+            Item { Layout.fillHeight: meterPage.graphCount === 0 }
         }
     }
 
     PageIndicator {
         id: indicator
-        visible: App.showPageControl && App.pageCount > 1
-        count: App.pageCount
+        visible: page.model.showPageControl && page.model.pageCount > 1
+        count: page.model.pageCount
         currentIndex: pager.currentIndex
         interactive: true
-        onCurrentIndexChanged: if (currentIndex !== pager.currentIndex) App.pageAction(currentIndex)
+        onCurrentIndexChanged: if (currentIndex !== pager.currentIndex) page.model.pageAction(currentIndex)
         anchors.bottom: parent.bottom
         anchors.horizontalCenter: parent.horizontalCenter
     }
@@ -114,12 +110,12 @@ Page {
             spacing: 8
             Item { Layout.fillWidth: true }
             Repeater {
-                model: App.toolbar
+                model: page.model.toolbar
                 delegate: SegmentedControl {
                     required property var modelData
                     items: modelData.items
                     selected: modelData.selected
-                    onChosen: (i) => App.segmentAction(modelData.tag, i)
+                    onChosen: (i) => page.model.segmentAction(modelData.tag, i)
                 }
             }
             Item { Layout.fillWidth: true }
@@ -127,7 +123,7 @@ Page {
                 objectName: "gearButton"
                 icon.source: "qrc:/Numbrel/icons/gear.svg"
                 icon.color: Theme.tint
-                onClicked: alertDialog.show(App.settingsSheet())
+                onClicked: page.model.settingsAction()
             }
         }
     }

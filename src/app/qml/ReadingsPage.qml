@@ -4,119 +4,107 @@ import QtQuick.Layouts
 import Numbrel
 
 // A meter's readings by month with the usage and cost of each interval, the period control, the bill
-// figures and the export; in edit mode readings can be deleted; a tap edits a reading.
+// figures and the export; in editing mode readings can be deleted; a tap edits a reading.
 Page {
     id: readings
+    required property var model  // a ReadingsModel
     background: Rectangle { color: Theme.background }
     property bool editing: false
-    property var periods: App.readingsPeriods
-    property string pageTitle: App.readingsTitle
+    property string pageTitle: model.title
     property string leftText: "‹ " + qsTr("Back")
-    property string rightText: periods.bills ? qsTr("Done") : (editing ? qsTr("Done") : qsTr("Edit"))
-    function leftAction() { App.closeReadings(); stack.pop() }
+    property string rightText: model.bills || editing ? qsTr("Done") : qsTr("Edit")
+    function leftAction() { Navigation.back() }
     function rightAction() {
-        if (periods.bills) App.readingsDoneAction()
+        if (model.bills) model.doneAction()
         else editing = !editing
-    }
-
-    Connections {
-        target: App
-        function onEntryClosed() { App.readingsPeriodAction(readings.periods.selected) }  // re-read the list
-        function onChanged() { App.readingsPeriodAction(readings.periods.selected) }
     }
 
     ListView {
         id: list
         anchors.fill: parent
-        model: App.readingsSections
-        spacing: 8
         topMargin: 8
-        delegate: ColumnLayout {
-            required property var modelData
+        model: readings.model
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollBar.vertical: ScrollBar {}
+        section.property: "month"
+        section.delegate: Label {
+            required property string section
+            text: section.toUpperCase()
+            color: Theme.footer
+            font.pixelSize: 13
+            leftPadding: 16
+            topPadding: 16
+            bottomPadding: 6
+        }
+        delegate: Rectangle {
+            id: readingRow
+            required property int reading
+            required property string date
+            required property string registers
+            required property string usage
+            required property string cost
+            required property bool bill
+            required property bool several
+            // Deleting takes two steps: "−" shows the row's Delete button, and only that deletes.
+            property bool revealed: false
+            Connections { target: readings; function onEditingChanged() { readingRow.revealed = false } }
             width: list.width
-            spacing: 0
-            Label {
-                text: modelData.title.toUpperCase()
-                visible: modelData.title !== ""
-                color: Theme.footer
-                font.pixelSize: 13
-                Layout.leftMargin: 16
-                Layout.topMargin: 8
-                Layout.bottomMargin: 6
+            height: 56
+            color: mouse.pressed ? "#d9d9d9" : Theme.row
+            MouseArea {
+                id: mouse
+                anchors.fill: parent
+                enabled: !readings.editing
+                onClicked: readings.model.editReading(readingRow.reading)
             }
-            Repeater {
-                model: modelData.rows
-                delegate: Rectangle {
-                    id: readingRow
-                    required property var modelData
-                    // Deleting takes two steps: "−" shows the row's Delete button, and only that deletes.
-                    property bool revealed: false
-                    Connections { target: readings; function onEditingChanged() { readingRow.revealed = false } }
-                    Layout.fillWidth: true
-                    Layout.preferredHeight: 56
-                    color: mouse.pressed ? "#d9d9d9" : Theme.row
-                    MouseArea {
-                        id: mouse
-                        anchors.fill: parent
-                        enabled: !readings.editing
-                        onClicked: App.readingsEdit(modelData.index)
+            RowLayout {
+                anchors.fill: parent
+                anchors.leftMargin: 16
+                anchors.rightMargin: 12
+                spacing: 10
+                ColouredButton {
+                    objectName: "minus-" + readingRow.reading
+                    visible: readings.editing
+                    text: "−"
+                    colour: "#ff3b30"
+                    Layout.preferredWidth: 32
+                    rotation: readingRow.revealed ? 90 : 0
+                    onClicked: readingRow.revealed = !readingRow.revealed
+                }
+                ColumnLayout {
+                    spacing: 2
+                    Label {
+                        text: readingRow.date
+                        font.pixelSize: 15
+                        color: readingRow.bill ? Qt.rgba(0.0039, 0.482, 1.0, 1) : Theme.label
                     }
-                    RowLayout {
-                        anchors.fill: parent
-                        anchors.leftMargin: 16
-                        anchors.rightMargin: 12
-                        spacing: 10
-                        ColouredButton {
-                            objectName: "minus-" + modelData.index
-                            visible: readings.editing
-                            text: "−"
-                            colour: "#ff3b30"
-                            Layout.preferredWidth: 32
-                            rotation: readingRow.revealed ? 90 : 0
-                            onClicked: readingRow.revealed = !readingRow.revealed
-                        }
-                        ColumnLayout {
-                            spacing: 2
-                            Label {
-                                text: modelData.date
-                                font.pixelSize: 15
-                                color: modelData.bill ? Qt.rgba(0.0039, 0.482, 1.0, 1) : Theme.label
-                            }
-                            Label {
-                                // Each register with its own usage over the interval, when there are several.
-                                text: modelData.registers.map((r, i) => modelData.registerUsage.length > i
-                                                              ? r + " (" + modelData.registerUsage[i] + ")" : r).join("   ")
-                                font.pixelSize: 13
-                                color: Theme.detail
-                            }
-                        }
-                        Item { Layout.fillWidth: true }
-                        ColumnLayout {
-                            spacing: 2
-                            Label {
-                                Layout.alignment: Qt.AlignRight
-                                text: (modelData.registers.length > 1 && modelData.usage !== "" ? qsTr("Total") + " " : "") + modelData.usage
-                                font.pixelSize: 15
-                            }
-                            Label {
-                                Layout.alignment: Qt.AlignRight
-                                text: modelData.cost
-                                visible: text !== ""
-                                font.pixelSize: 13
-                                color: Theme.detail
-                            }
-                        }
-                        ColouredButton {
-                            objectName: "delete-" + modelData.index
-                            visible: readings.editing && readingRow.revealed
-                            text: qsTr("Delete")
-                            colour: "#ff3b30"
-                            onClicked: App.readingsDelete(modelData.index)
-                        }
+                    Label { text: readingRow.registers; font.pixelSize: 13; color: Theme.detail }
+                }
+                Item { Layout.fillWidth: true }
+                ColumnLayout {
+                    spacing: 2
+                    Label {
+                        Layout.alignment: Qt.AlignRight
+                        text: (readingRow.several && readingRow.usage !== "" ? qsTr("Total") + " " : "") + readingRow.usage
+                        font.pixelSize: 15
                     }
-                    Rectangle { anchors.bottom: parent.bottom; anchors.left: parent.left; anchors.leftMargin: 16; anchors.right: parent.right; height: 1; color: Theme.separator }
+                    Label {
+                        Layout.alignment: Qt.AlignRight
+                        text: readingRow.cost
+                        visible: text !== ""
+                        font.pixelSize: 13
+                        color: Theme.detail
+                    }
+                }
+                ColouredButton {
+                    objectName: "delete-" + readingRow.reading
+                    visible: readings.editing && readingRow.revealed
+                    text: qsTr("Delete")
+                    colour: "#ff3b30"
+                    onClicked: readings.model.deleteReading(readingRow.reading)
                 }
             }
+            Rectangle { anchors.bottom: parent.bottom; anchors.left: parent.left; anchors.leftMargin: 16; anchors.right: parent.right; height: 1; color: Theme.separator }
         }
     }
 
@@ -130,13 +118,13 @@ Page {
                 text: "Σ"
                 font.pixelSize: 20
                 enabled: !readings.editing
-                onClicked: App.readingsUsageAction()
+                onClicked: readings.model.usageAction()
             }
             Item { Layout.fillWidth: true }
             SegmentedControl {
-                items: readings.periods.items
-                selected: readings.periods.selected
-                onChosen: (i) => { if (!readings.editing) App.readingsPeriodAction(i) }
+                items: readings.model.periods
+                selected: readings.model.period
+                onChosen: (i) => { if (!readings.editing) readings.model.periodAction(i) }
             }
             Item { Layout.fillWidth: true }
             ToolButton {
@@ -144,13 +132,7 @@ Page {
                 icon.source: "qrc:/Numbrel/icons/mail.svg"
                 icon.color: Theme.tint
                 enabled: !readings.editing
-                onClicked: App.pageCount < 2 ? App.readingsExport(false) : exportMenu.open()
-                Menu {
-                    id: exportMenu
-                    title: qsTr("CSV Export")
-                    MenuItem { text: qsTr("This Single Meter"); onTriggered: App.readingsExport(false) }
-                    MenuItem { text: qsTr("All Meters"); onTriggered: App.readingsExport(true) }
-                }
+                onClicked: readings.model.exportAction()
             }
         }
     }

@@ -20,9 +20,44 @@ const char* const kMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
 const char* const kMonthNames[12] = {"January", "February", "March",     "April",   "May",      "June",
                                      "July",    "August",   "September", "October", "November", "December"};
 
-Row plain(std::string label, std::string detail) {
-    return Row{std::move(label), std::move(detail), Accessory::Disclosure};
+// What the editor's rows stand for; a row of a register's rates carries that register and its step or
+// month as index (register * 16 + step).
+enum Action {
+    kNone,
+    kName,
+    kType,
+    kFormat,
+    kCurrency,
+    kPostcode,
+    kHouse,
+    kNotes,
+    kUnits,
+    kFactor,
+    kFixed,
+    kRate,        // a single rate, or the rate of a step
+    kMonthRate,   // a month's rate
+    kRateOfTwo,   // monthly and stepped: the first and second rate
+    kMonthUnits,  // monthly and stepped: a month's initial units
+    kStepUnits,   // stepped: a step's units
+    kDiscount,
+    kPercent,
+    kTax,
+    kRateChange,  // index: the rate change
+    kAddRateChange,
+    kTo,  // a rate change's end date
+};
+
+constexpr int kPerRegister = 16;
+
+Row plain(std::string label, std::string detail, int action, int index = 0) {
+    Row r{std::move(label), std::move(detail), Accessory::Disclosure};
+    r.action = action;
+    r.index = index;
+    return r;
 }
+
+// The switches of a register: tags 30 + 10 * register, + 1 for "Stepped".
+constexpr int kFirstSwitchTag = 30;
 
 Row toggle(std::string label, int tag, bool on) {
     Row r{std::move(label), "", Accessory::Switch, tag, on};
@@ -71,7 +106,8 @@ std::vector<Section> TariffViewController::sections() const {
             "",
             "",
             {plain(tr("To"),
-                   to && to->isDate() ? f.formatDate(to->date(), Formatter::DateStyle::Short, false) : "")}});
+                   to && to->isDate() ? f.formatDate(to->date(), Formatter::DateStyle::Short, false) : "",
+                   kTo)}});
     } else {
         // The meter.
         std::string type(stringOf(m, "type"));
@@ -98,30 +134,32 @@ std::vector<Section> TariffViewController::sections() const {
             tips ? (gbp ? tr("Change the meter type for things like Solar and Economy 7")
                         : tr("Change the meter type for things like Solar and Day and Night meters"))
                  : "",
-            {plain(tr("Name"), std::string(stringOf(m, "name"))), plain(tr("Type"), type),
-             plain(tr("Format/Direction"), format), plain(tr("Currency"), symbol)}};
+            {plain(tr("Name"), std::string(stringOf(m, "name")), kName), plain(tr("Type"), type, kType),
+             plain(tr("Format/Direction"), format, kFormat), plain(tr("Currency"), symbol, kCurrency)}};
         if (gbp) {
-            meterSection.rows.push_back(plain(tr("Postcode"), std::string(stringOf(m, "postcode"))));
-            meterSection.rows.push_back(plain(tr("House/Flat"), std::string(stringOf(m, "house"))));
+            meterSection.rows.push_back(
+                plain(tr("Postcode"), std::string(stringOf(m, "postcode")), kPostcode));
+            meterSection.rows.push_back(plain(tr("House/Flat"), std::string(stringOf(m, "house")), kHouse));
         }
-        meterSection.rows.push_back(plain(tr("Notes"), std::string(stringOf(m, "notes"))));
+        meterSection.rows.push_back(plain(tr("Notes"), std::string(stringOf(m, "notes")), kNotes));
         out.push_back(std::move(meterSection));
 
         out.push_back(
             Section{tr("Units"),
                     tips ? tr("Set a conversion factor if your meter and billed units are different") : "",
-                    {plain(tr("Billed"), units),
-                     plain(tr("Conversion"), f.formatDouble(realOf(m, "factor", 1.0), m, -1))}});
+                    {plain(tr("Billed"), units, kUnits),
+                     plain(tr("Conversion"), f.formatDouble(realOf(m, "factor", 1.0), m, -1), kFactor)}});
     }
-    out.push_back(
-        Section{tr("Fixed or Time Based Rates"),
-                tips ? tr("If you have multiple fixed rates, simply add them together") : "",
-                {plain("", fill("%@/%@", {f.formatCost(realOf(S, "fixed"), m, 0),
-                                          tr(std::string(stringOf(S, "period", "day")).c_str())}))}});
+    out.push_back(Section{tr("Fixed or Time Based Rates"),
+                          tips ? tr("If you have multiple fixed rates, simply add them together") : "",
+                          {plain("",
+                                 fill("%@/%@", {f.formatCost(realOf(S, "fixed"), m, 0),
+                                                tr(std::string(stringOf(S, "period", "day")).c_str())}),
+                                 kFixed)}});
 
     const Array* tariffs = arrayOf(S, "tariffs");
     for (int i = 0; i < E; ++i) {
-        const int section = firstRegisterSection() + i;
+        const int at = i * kPerRegister;
         std::string header;
         if (E == 1) {
             header = tr("Per Unit Rates");
@@ -139,14 +177,15 @@ std::vector<Section> TariffViewController::sections() const {
         auto rate = [&](int k) { return f.formatCost(step(k) ? realOf(*step(k), "rate") : 0.0, m, 0); };
         bool stepped = T && boolOf(*T, "stepped"), monthly = T && boolOf(*T, "monthly");
         if (monthly && stepped) {
-            s.rows.push_back(plain(tr("Rate 1"), rate(0)));
-            s.rows.push_back(plain(tr("Rate 2"), rate(1)));
+            s.rows.push_back(plain(tr("Rate 1"), rate(0), kRateOfTwo, at));
+            s.rows.push_back(plain(tr("Rate 2"), rate(1), kRateOfTwo, at + 1));
             for (int k = 0; k < 12; ++k)
-                s.rows.push_back(
-                    plain(tr(kMonths[k]), f.formatDouble(step(k) ? realOf(*step(k), "units") : 0.0, m, -1)));
+                s.rows.push_back(plain(tr(kMonths[k]),
+                                       f.formatDouble(step(k) ? realOf(*step(k), "units") : 0.0, m, -1),
+                                       kMonthUnits, at + k));
         } else if (monthly) {
             for (int k = 0; k < 12; ++k)
-                s.rows.push_back(plain(tr(kMonths[k]), rate(k)));
+                s.rows.push_back(plain(tr(kMonths[k]), rate(k), kMonthRate, at + k));
         } else if (stepped) {
             int n = 12;
             for (int k = 0; k < 12; ++k)
@@ -159,24 +198,27 @@ std::vector<Section> TariffViewController::sections() const {
                 std::string detail = u > 0 ? f.formatDouble(u, m, -1) + "/" +
                                                  tr(std::string(stringOf(*step(k), "period", "day")).c_str())
                                            : (k == 0 ? tr("all") : tr("all remaining"));
-                s.rows.push_back(plain(k == 0 ? tr("Initial units") : tr("Next units"), detail));
-                s.rows.push_back(plain(tr("Rate"), rate(k)));
+                s.rows.push_back(
+                    plain(k == 0 ? tr("Initial units") : tr("Next units"), detail, kStepUnits, at + k));
+                s.rows.push_back(plain(tr("Rate"), rate(k), kRate, at + k));
             }
         } else {
-            s.rows.push_back(plain(tr("Rate"), rate(0)));
+            s.rows.push_back(plain(tr("Rate"), rate(0), kRate, at));
         }
-        s.rows.push_back(toggle(tr("Stepped"), section * 10 + 1, stepped));
-        s.rows.push_back(toggle(tr("Monthly"), section * 10 + 0, monthly));
+        s.rows.push_back(toggle(tr("Stepped"), kFirstSwitchTag + 10 * i + 1, stepped));
+        s.rows.push_back(toggle(tr("Monthly"), kFirstSwitchTag + 10 * i, monthly));
         out.push_back(std::move(s));
     }
 
-    out.push_back(Section{
-        tr("Discounts and Tax"),
-        tips ? tr("Include half of any dual fuel discount") : "",
-        {plain(tr("Discount"), fill("%@/%@", {f.formatCost(realOf(S, "discount"), m, 0),
-                                              tr(std::string(stringOf(S, "period2", "day")).c_str())})),
-         plain(tr("Discount %"), f.formatDouble(realOf(S, "percent"), m, -1) + "%"),
-         plain(tr("Tax %"), f.formatDouble(realOf(S, "tax"), m, -1) + "%")}});
+    out.push_back(
+        Section{tr("Discounts and Tax"),
+                tips ? tr("Include half of any dual fuel discount") : "",
+                {plain(tr("Discount"),
+                       fill("%@/%@", {f.formatCost(realOf(S, "discount"), m, 0),
+                                      tr(std::string(stringOf(S, "period2", "day")).c_str())}),
+                       kDiscount),
+                 plain(tr("Discount %"), f.formatDouble(realOf(S, "percent"), m, -1) + "%", kPercent),
+                 plain(tr("Tax %"), f.formatDouble(realOf(S, "tax"), m, -1) + "%", kTax)}});
     if (previous_ >= 0) return out;
 
     Section previous{
@@ -184,48 +226,57 @@ std::vector<Section> TariffViewController::sections() const {
         tips ? tr("Only add a rate change when you change supplier, or they change your rates") : "",
         {}};
     if (const Array* changes = arrayOf(m, "previous")) {
-        for (const Value& c : *changes) {
-            const Value* to = c.find("to");
-            previous.rows.push_back(plain(
-                tr("Rates to"),
-                to && to->isDate() ? f.formatDate(to->date(), Formatter::DateStyle::Short, false) : ""));
+        for (std::size_t c = 0; c < changes->size(); ++c) {
+            const Value* to = (*changes)[c].find("to");
+            previous.rows.push_back(
+                plain(tr("Rates to"),
+                      to && to->isDate() ? f.formatDate(to->date(), Formatter::DateStyle::Short, false) : "",
+                      kRateChange, static_cast<int>(c)));
         }
     }
-    previous.rows.push_back(Row{tr("Add rate change"), "", Accessory::None});
+    Row add{tr("Add rate change"), "", Accessory::None};
+    add.action = kAddRateChange;
+    previous.rows.push_back(add);
     out.push_back(std::move(previous));
     return out;
 }
 
 void TariffViewController::flipSwitch(int tag, bool on) {
-    int section = tag / 10, kind = tag % 10;
+    const int i = (tag - kFirstSwitchTag) / 10, kind = (tag - kFirstSwitchTag) % 10;
     Array* tariffs = arrayOf(rateSet(), "tariffs");
-    int i = section - firstRegisterSection();
-    if (!tariffs || i < 0 || i >= registers() || i >= static_cast<int>(tariffs->size())) return;
+    if (!tariffs || tag < kFirstSwitchTag || i >= registers() || i >= static_cast<int>(tariffs->size()))
+        return;
     Value& T = (*tariffs)[static_cast<std::size_t>(i)];
     if (T.isDictionary()) T.set(kind == 0 ? "monthly" : "stepped", on);
 }
 
-void TariffViewController::selectRow(int section, int row) {
-    if (previous_ >= 0) return;  // a rate change's rows are all value edits
-    if (section == 0 && row == 1)
-        navigator_.push(std::make_unique<SelectionViewController>(app_, navigator_, meter_));
-    if (section == 0 && row == 2) navigator_.push(std::make_unique<FormatViewController>(app_, meter_));
-    if (section == 0 && row == 3)
-        navigator_.push(std::make_unique<CurrencyViewController>(app_, navigator_, meter_));
-    if (section == 1 && row == 0)
-        navigator_.push(std::make_unique<UnitsViewController>(app_, navigator_, meter_));
-    if (section == 4 + registers()) {
-        const Array* changes = arrayOf(meter(), "previous");
-        int n = changes ? static_cast<int>(changes->size()) : 0;
-        if (row >= 0 && row < n)
-            navigator_.push(std::make_unique<TariffViewController>(app_, navigator_, meter_, row));
-        if (row == n)
+void TariffViewController::select(const Row& row) {
+    switch (row.action) {
+        case kType:
+            navigator_.push(std::make_unique<SelectionViewController>(app_, navigator_, meter_));
+            break;
+        case kFormat:
+            navigator_.push(std::make_unique<FormatViewController>(app_, meter_));
+            break;
+        case kCurrency:
+            navigator_.push(std::make_unique<CurrencyViewController>(app_, navigator_, meter_));
+            break;
+        case kUnits:
+            navigator_.push(std::make_unique<UnitsViewController>(app_, navigator_, meter_));
+            break;
+        case kRateChange:
+            navigator_.push(std::make_unique<TariffViewController>(app_, navigator_, meter_, row.index));
+            break;
+        case kAddRateChange:
             navigator_.present(
                 Alert{kRateChangeTag,
                       tr("Rate Changes"),
                       tr("Your rates will be copied, letting you edit your current settings to reflect "
                          "your new rates"),
                       {tr("Cancel"), tr("OK")}});
+            break;
+        default:
+            break;  // the other rows edit a value
     }
 }
 
@@ -255,82 +306,81 @@ void TariffViewController::doneAction() {
     app_.settings().set("meter", meter_);
 }
 
-std::optional<ValueEdit> TariffViewController::editFor(int section, int row) {
-    std::optional<ValueEdit> edit = makeEdit(section, row);
+std::optional<ValueEdit> TariffViewController::edit(const Row& row) {
+    std::optional<ValueEdit> edit = makeEdit(row);
     if (edit) return app_.guarded(std::move(*edit));
     return std::nullopt;
 }
 
-std::optional<ValueEdit> TariffViewController::makeEdit(int section, int row) {
+std::optional<ValueEdit> TariffViewController::makeEdit(const Row& row) {
     Value& m = meter();
     Value& S = rateSet();
-    if (previous_ >= 0) {
-        if (section == 0 && row == 0) return dateEditor(m, previous_, app_.calendar());
-        if (section == 0) return std::nullopt;
-        ++section;  // from here on the sections line up with the meter's own
-    }
     const Formatter& f = app_.formatter();
     const std::string symbol(symbolFor(stringOf(m, "code")).value_or(""));
     const std::string units(stringOf(m, "units"));
-    const int E = registers();
     using enum NumberKind;
     auto numberEdit = [&](std::string title, std::string prompt, Value& dict, const char* key,
                           const char* periodKey, NumberKind kind = Positive) {
         return numberEditor(std::move(title), std::move(prompt), dict, key, periodKey, kind, f);
     };
-
-    if (section == 0) {
-        bool gbp = stringOf(m, "code") == "GBP";
-        if (row == 0) return nameEditor(m);
-        if (row == 4 && gbp)
+    // A step of a register's rates, by the row's index.
+    auto step = [&]() -> Value* {
+        Array* tariffs = arrayOf(S, "tariffs");
+        const int reg = row.index / kPerRegister, k = row.index % kPerRegister;
+        if (!tariffs || reg >= static_cast<int>(tariffs->size()) || k >= 12) return nullptr;
+        Array* rates = arrayOf((*tariffs)[static_cast<std::size_t>(reg)], "rates");
+        return rates && k < static_cast<int>(rates->size()) ? &(*rates)[static_cast<std::size_t>(k)]
+                                                            : nullptr;
+    };
+    const std::string ratePrompt =
+        fill(tr("Enter the amount (in %@) you are charged per %@"), {symbol, units});
+    const int k = row.index % kPerRegister;
+    switch (row.action) {
+        case kTo:
+            return dateEditor(m, previous_, app_.calendar());
+        case kName:
+            return nameEditor(m);
+        case kPostcode:
             return postcodeEditor(m, "postcode", tr("Postcode"), tr("Enter the postcode for this meter"));
-        if (row == 5 && gbp)
+        case kHouse:
             return postcodeEditor(m, "house", tr("House/Flat"),
                                   tr("If you have more than one property at the same postcode, enter a "
                                      "house/flat number or name"));
-        if ((row == 6 && gbp) || (row == 4 && !gbp)) return notesEditor(m, "notes");
-        return std::nullopt;  // type and format have choosers of their own
-    }
-    if (section == 1) {
-        if (row == 0) return std::nullopt;  // the units have a chooser of their own
-        return numberEdit(
-            tr("Bill / Meter"),
-            tr("This can be calculated from a bill by dividing the number of billed units by the number "
-               "of units used on your meter"),
-            m, "factor", nullptr);
-    }
-    if (section == 2)
-        return numberEdit(
-            tr("Amount"),
-            fill(tr("Enter the amount (in %@) you are charged per day, week, month, quarter or year"),
-                 {symbol}),
-            S, "fixed", "period", Money);
-    if (section >= 3 && section < 3 + E) {
-        Array* tariffs = arrayOf(S, "tariffs");
-        if (!tariffs || section - 3 >= static_cast<int>(tariffs->size())) return std::nullopt;
-        Value& T = (*tariffs)[static_cast<std::size_t>(section - 3)];
-        Array* rates = arrayOf(T, "rates");
-        if (!rates || rates->size() < 12) return std::nullopt;
-        auto step = [&](int k) -> Value& { return (*rates)[static_cast<std::size_t>(k)]; };
-        std::string ratePrompt = fill(tr("Enter the amount (in %@) you are charged per %@"), {symbol, units});
-        bool stepped = boolOf(T, "stepped"), monthly = boolOf(T, "monthly");
-        if (monthly && stepped) {
-            if (row == 0 || row == 1)
-                return numberEdit(fill("%@ " + std::to_string(row + 1), {tr("Rate")}), ratePrompt, step(row),
-                                  "rate", nullptr, Money);
-            if (row >= 2 && row < 14)
+        case kNotes:
+            return notesEditor(m, "notes");
+        case kFactor:
+            return numberEdit(
+                tr("Bill / Meter"),
+                tr("This can be calculated from a bill by dividing the number of billed units by the number "
+                   "of units used on your meter"),
+                m, "factor", nullptr);
+        case kFixed:
+            return numberEdit(
+                tr("Amount"),
+                fill(tr("Enter the amount (in %@) you are charged per day, week, month, quarter or year"),
+                     {symbol}),
+                S, "fixed", "period", Money);
+        case kRate:
+            if (Value* st = step()) return numberEdit(tr("Amount"), ratePrompt, *st, "rate", nullptr, Money);
+            return std::nullopt;
+        case kRateOfTwo:
+            if (Value* st = step())
+                return numberEdit(fill("%@ " + std::to_string(k + 1), {tr("Rate")}), ratePrompt, *st, "rate",
+                                  nullptr, Money);
+            return std::nullopt;
+        case kMonthRate:
+            if (Value* st = step())
+                return numberEdit(tr(kMonthNames[k]), ratePrompt, *st, "rate", nullptr, Money);
+            return std::nullopt;
+        case kMonthUnits:
+            if (Value* st = step())
                 return numberEdit(
-                    tr(kMonthNames[row - 2]),
-                    fill(tr("Enter the number of initial units (in %@) for this month"), {units}),
-                    step(row - 2), "units", nullptr, Count);
-        } else if (monthly) {
-            if (row < 12)
-                return numberEdit(tr(kMonthNames[row]), ratePrompt, step(row), "rate", nullptr, Money);
-        } else if (stepped) {
-            int k = row / 2;
-            if (k < 12 && row % 2 == 1)
-                return numberEdit(tr("Amount"), ratePrompt, step(k), "rate", nullptr, Money);
-            if (k < 12)
+                    tr(kMonthNames[k]),
+                    fill(tr("Enter the number of initial units (in %@) for this month"), {units}), *st,
+                    "units", nullptr, Count);
+            return std::nullopt;
+        case kStepUnits:
+            if (Value* st = step())
                 return numberEdit(
                     tr("Number"),
                     fill(k == 0 ? tr("Enter the number of units (in %@) this rate applies to per day, week, "
@@ -338,28 +388,24 @@ std::optional<ValueEdit> TariffViewController::makeEdit(int section, int row) {
                                 : tr("Enter the number of units (in %@) this rate applies to per day, week, "
                                      "month, quarter or year. Otherwise enter 0 for all remaining units"),
                          {units}),
-                    step(k), "units", "period", Count);
-        } else if (row == 0) {
-            return numberEdit(tr("Amount"), ratePrompt, step(0), "rate", nullptr, Money);
-        }
-        return std::nullopt;
-    }
-    if (section == 3 + E) {
-        if (row == 0)
+                    *st, "units", "period", Count);
+            return std::nullopt;
+        case kDiscount:
             return numberEdit(
                 tr("Discount"),
                 fill(tr("Enter the discount amount (in %@) per day, week, month, quarter or year"), {symbol}),
                 S, "discount", "period2");
-        if (row == 1)
+        case kPercent:
             return numberEdit(tr("Percent"),
                               tr("Enter the discount (as a percentage) to apply to all charges"), S,
                               "percent", nullptr);
-        if (row == 2)
+        case kTax:
             return numberEdit(tr("Percent"),
                               tr("Enter the tax rate (as a percentage) to apply to all charges"), S, "tax",
                               nullptr);
+        default:
+            return std::nullopt;  // type, format, currency and units have choosers of their own
     }
-    return std::nullopt;
 }
 
 }  // namespace numbrel

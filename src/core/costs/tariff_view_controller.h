@@ -22,15 +22,11 @@ public:
 
     std::string title() const override;
     std::vector<Section> sections() const override;
-    void selectRow(int section, int row) override;
     void flipSwitch(int tag, bool on) override;
     void answerAlert(int tag, int button) override;
     // Done: the main screen shows this meter.
     void doneAction();
-
-    // What a row edits, with the editors' rules (the choosers are pushed by selectRow instead).
-    using Edit = ValueEdit;
-    std::optional<ValueEdit> editFor(int section, int row) override;
+    void closeAction() override { doneAction(); }
 
     // The rate-change screen's delete button: asks "Delete Rates" first.
     bool canDelete() const override { return previous_ >= 0; }
@@ -40,12 +36,17 @@ public:
     static constexpr int kRateChangeTag = 40;
     static constexpr int kDeleteRatesTag = 41;
 
+protected:
+    // The choosers and the rate changes open from their rows; the other rows edit their value with
+    // the editors' rules.
+    void select(const Row& row) override;
+    std::optional<ValueEdit> edit(const Row& row) override;
+
 private:
-    std::optional<ValueEdit> makeEdit(int section, int row);
+    std::optional<ValueEdit> makeEdit(const Row& row);
     Value& meter() const;
     Value& rateSet() const;  // the meter, or the rate change being edited
     int registers() const;
-    int firstRegisterSection() const { return previous_ >= 0 ? 2 : 3; }
 
     NumbrelAppDelegate& app_;
     Navigator& navigator_;

@@ -3,14 +3,19 @@
 #include <filesystem>
 #include <system_error>
 
+#include "costs/formatter.h"
 #include "exchange/backup.h"
 #include "store/app_delegate.h"
+#include "store/document.h"
 #include "store/file_ops.h"
 #include "ui/localize.h"
 
 namespace numbrel {
 
 namespace {
+
+// What the screen's rows stand for.
+enum Action { kNone, kAddFile, kBackupNow, kFile };
 
 std::string lowerExtension(const std::string& name) {
     std::string ext = std::filesystem::path(name).extension().string();
@@ -32,6 +37,16 @@ std::optional<std::string> readLimited(const std::string& path, std::uint64_t li
     if (!content) return tr("The file could not be read");
     bytes = std::move(*content);
     return std::nullopt;
+}
+
+// A document with the meters' names only: all that verification needs to know of the document, cheap
+// to copy for a job.
+Value meterNames(const Value& document) {
+    Array meters;
+    if (const Array* list = metersOf(document))
+        for (const Value& m : *list)
+            meters.push_back(Value::makeDictionary({{"name", std::string(stringOf(m, "name"))}}));
+    return Value::makeDictionary({{"settings", Value(std::move(meters))}});
 }
 
 }  // namespace
@@ -59,31 +74,48 @@ std::string BackupViewController::title() const {
 
 std::vector<Section> BackupViewController::sections() const {
     Section channels;
-    if (addFileHook_) channels.rows.push_back(Row{tr("Add File…"), "", Accessory::Disclosure});
-    Section now{
-        "", backups_.empty() ? tr("Import a backup file or Backup Now") : "", {Row{tr("Backup Now")}}};
+    if (navigator_.canChooseFiles()) {
+        Row add{tr("Add File…"), "", Accessory::Disclosure};
+        add.action = kAddFile;
+        channels.rows.push_back(add);
+    }
+    Row now{tr("Backup Now")};
+    now.action = kBackupNow;
+    Section backup{"", backups_.empty() ? tr("Import a backup file or Backup Now") : "", {now}};
     Section files{"", backups_.empty() ? "" : tr("Select a file or swipe to delete"), {}};
-    for (const std::string& name : backups_) {
-        Row r{name};
+    for (std::size_t i = 0; i < backups_.size(); ++i) {
+        Row r{backups_[i]};
         r.deletable = editing_;
         r.swipeDeletes = true;
+        r.action = kFile;
+        r.index = static_cast<int>(i);
         files.rows.push_back(r);
     }
-    return {channels, now, files};
+    return {channels, backup, files};
 }
 
-void BackupViewController::selectRow(int section, int row) {
-    if (section == 0 && row == 0 && addFileHook_) {
-        addFileHook_();
-        return;
+void BackupViewController::select(const Row& row) {
+    switch (row.action) {
+        case kAddFile:
+            navigator_.chooseFiles({}, [this](const std::vector<std::string>& paths) {
+                for (const std::string& path : paths)
+                    addFile(path);
+            });
+            return;
+        case kBackupNow:
+            backupAction();
+            return;
+        case kFile:
+            openFileMenu(row.label);
+            return;
+        default:
+            return;
     }
-    if (section == 1 && row == 0) {
-        backupAction();
-        return;
-    }
-    if (section != 2 || row < 0 || row >= static_cast<int>(backups_.size())) return;
+}
+
+void BackupViewController::openFileMenu(const std::string& name) {
     // The file menu, by what the file is: a ".bak" restores, a ".csv" imports, anything else offers both.
-    menuFile_ = backups_[static_cast<std::size_t>(row)];
+    menuFile_ = name;
     menu_.clear();
     if (navigator_.canSendMail()) menu_.push_back({tr("Export by Email"), FileAction::Mail});
     std::string ext = lowerExtension(menuFile_);
@@ -110,9 +142,10 @@ void BackupViewController::selectRow(int section, int row) {
 }
 
 void BackupViewController::backupAction() {
-    NumbrelAppDelegate::Backup b = app_.localBackup(directory_);
-    refresh();
-    if (b.error) warn(*b.error);
+    navigator_.run(app_.backupJob(directory_, [this](const NumbrelAppDelegate::Backup& b) {
+        refresh();
+        if (b.error) warn(*b.error);
+    }));
 }
 
 void BackupViewController::warn(const std::string& message) {
@@ -124,14 +157,29 @@ void BackupViewController::changed() {
     if (changedHook_) changedHook_();
 }
 
-RestoreOutcome BackupViewController::restoreBackup(const std::string& path) {
-    std::string bytes;
-    if (std::optional<std::string> problem = readLimited(
-            path, kMaxBackupFileBytes, tr("This backup is larger than 1 GB and cannot be restored"), bytes)) {
-        warn(*problem);
-        return RestoreOutcome::Unreadable;
-    }
-    RestoreCheck check = checkBackup(bytes, integerOf(app_.settings(), "version"));
+void BackupViewController::restoreBackup(const std::string& path) {
+    lastRestore_.reset();
+    Job job;
+    job.title = tr("Restoring…");
+    job.work = [this, path,
+                version = integerOf(app_.settings(), "version")](const Progress&) -> std::function<void()> {
+        auto check = std::make_shared<RestoreCheck>();
+        std::string bytes;
+        if (std::optional<std::string> problem =
+                readLimited(path, kMaxBackupFileBytes,
+                            tr("This backup is larger than 1 GB and cannot be restored"), bytes)) {
+            check->outcome = RestoreOutcome::Unreadable;
+            check->reason = *problem;
+        } else {
+            *check = checkBackup(bytes, version);
+        }
+        return [this, check] { restoreChecked(std::move(*check)); };
+    };
+    navigator_.run(std::move(job));
+}
+
+void BackupViewController::restoreChecked(RestoreCheck check) {
+    lastRestore_ = check.outcome;
     switch (check.outcome) {
         case RestoreOutcome::Restored: {
             app_.setSettings(std::move(check.document), std::move(check.fingerprint));
@@ -140,7 +188,7 @@ RestoreOutcome BackupViewController::restoreBackup(const std::string& path) {
             Alert done{kRestoreTag, tr("Backup Restored"), "", {tr("OK")}};
             done.dismissAfterSeconds = 1.5;
             navigator_.present(done);
-            return check.outcome;
+            return;
         }
         case RestoreOutcome::TooNew:
             navigator_.present(
@@ -149,7 +197,7 @@ RestoreOutcome BackupViewController::restoreBackup(const std::string& path) {
                       tr("This backup was made by a newer version of Numbrel. Please update the version "
                          "on this device to the latest before installing"),
                       {tr("OK")}});
-            return check.outcome;
+            return;
         case RestoreOutcome::OldBackup:
             heldBackup_ = std::move(check);
             navigator_.present(
@@ -158,49 +206,79 @@ RestoreOutcome BackupViewController::restoreBackup(const std::string& path) {
                       tr("This backup was probably not made on this device or OS version. To continue "
                          "anyway, select Install"),
                       {tr("Cancel"), tr("Install")}});
-            return RestoreOutcome::OldBackup;
+            return;
         case RestoreOutcome::Corrupt:
             navigator_.present(Alert{
                 kRestoreTag,
                 tr("Backup Corrupt"),
                 tr("This backup was not made using this application, or it has been changed in some way"),
                 {tr("Cancel")}});
-            return check.outcome;
+            return;
         case RestoreOutcome::Unreadable:
-            break;
+            warn(check.reason);
+            return;
     }
-    return check.outcome;
 }
 
 void BackupViewController::importCSV(const std::string& path) {
-    std::string bytes;
-    heldRows_.clear();
-    if (std::optional<std::string> problem =
-            readLimited(path, kMaxCsvFileBytes, tr("This file is larger than 200 MB"), bytes)) {
-        warn(*problem);
-        return;
-    }
-    CsvVerification v =
-        verifyCsv(bytes, app_.settings(), app_.environment(), app_.formatter().decimalSeparator());
-    Alert verified = v.alert(kImportTag);
-    heldRows_ = std::move(v.rows);
-    heldExport_ = false;
-    navigator_.present(verified);
+    verifyFile(path, false);
 }
 
 void BackupViewController::importExport(const std::string& path) {
-    std::string bytes;
+    verifyFile(path, true);
+}
+
+void BackupViewController::verifyFile(const std::string& path, bool fromExport) {
     heldRows_.clear();
-    if (std::optional<std::string> problem =
-            readLimited(path, kMaxCsvFileBytes, tr("This file is larger than 200 MB"), bytes)) {
-        warn(*problem);
-        return;
-    }
-    CsvVerification v = verifyExport(bytes, app_.settings(), app_.environment(), app_.formatter());
-    Alert verified = v.alert(kImportTag);
-    heldRows_ = std::move(v.rows);
-    heldExport_ = true;
-    navigator_.present(verified);
+    Job job;
+    job.title = tr("Checking the file…");
+    job.cancellable = true;
+    job.work = [this, path, fromExport, names = meterNames(app_.settings()), env = app_.environment(),
+                separator =
+                    app_.formatter().decimalSeparator()](const Progress& progress) -> std::function<void()> {
+        auto v = std::make_shared<CsvVerification>();
+        std::string bytes;
+        if (std::optional<std::string> problem =
+                readLimited(path, kMaxCsvFileBytes, tr("This file is larger than 200 MB"), bytes)) {
+            return [this, problem] { warn(*problem); };
+        }
+        if (fromExport) {
+            Formatter formatter(env);
+            *v = verifyExport(bytes, names, env, formatter);
+        } else {
+            *v = verifyCsv(bytes, names, env, separator, progress);
+        }
+        return [this, v, fromExport] {
+            const Alert verdict = v->alert(kImportTag);
+            heldRows_ = std::move(v->rows);
+            heldExport_ = fromExport;
+            navigator_.present(verdict);
+        };
+    };
+    navigator_.run(std::move(job));
+}
+
+// The verified rows merged into a copy of the document as a job; the copy replaces the document.
+void BackupViewController::importHeld() {
+    auto rows = std::make_shared<std::vector<ImportRow>>(std::move(heldRows_));
+    heldRows_.clear();
+    Job job;
+    job.title = tr("Importing…");
+    job.work = [this, rows, copy = std::make_shared<Value>(app_.settings()), fromExport = heldExport_,
+                env = app_.environment()](const Progress&) -> std::function<void()> {
+        if (fromExport) {
+            Formatter formatter(env);
+            mergeExport(*copy, *rows, formatter);
+        } else {
+            mergeRows(*copy, *rows);
+        }
+        return [this, copy] {
+            app_.adoptDocument(std::move(*copy));
+            changed();
+            navigator_.present(Alert{kWarningTag, tr("Readings Imported"), "", {tr("OK")}});
+        };
+    };
+    navigator_.run(std::move(job));
 }
 
 void BackupViewController::answerAlert(int tag, int button) {
@@ -232,6 +310,7 @@ void BackupViewController::answerAlert(int tag, int button) {
         // "Old Backup?": Install replaces the document without a further word; Cancel drops it.
         if (button == 1) {
             app_.setSettings(std::move(heldBackup_->document), std::move(heldBackup_->fingerprint));
+            lastRestore_ = RestoreOutcome::Restored;
             changed();
             navigator_.pop();
         }
@@ -240,24 +319,18 @@ void BackupViewController::answerAlert(int tag, int button) {
     }
     if (tag == kImportTag) {
         // Only the confirming button of "CSV File Verified" imports; every other answer drops the rows.
-        bool confirmed = button == 1 && !heldRows_.empty();
-        if (confirmed) {
-            if (heldExport_) {
-                mergeExport(app_.settings(), heldRows_, app_.formatter());
-            } else {
-                mergeRows(app_.settings(), heldRows_);
-            }
-            changed();
+        if (button == 1 && !heldRows_.empty()) {
+            importHeld();
+        } else {
+            heldRows_.clear();
         }
-        heldRows_.clear();
-        if (confirmed) navigator_.present(Alert{kWarningTag, tr("Readings Imported"), "", {tr("OK")}});
     }
 }
 
-void BackupViewController::commitDelete(int section, int row) {
-    if (section != 2 || row < 0 || row >= static_cast<int>(backups_.size())) return;
+void BackupViewController::remove(const Row& row) {
+    if (row.action != kFile) return;
     std::error_code ec;
-    std::filesystem::remove(pathOf(backups_[static_cast<std::size_t>(row)]), ec);
+    std::filesystem::remove(pathOf(row.label), ec);
     refresh();
     if (ec) warn(tr("The file could not be deleted"));
 }

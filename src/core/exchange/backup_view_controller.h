@@ -24,34 +24,31 @@ public:
 
     std::string title() const override;
     std::vector<Section> sections() const override;
-    void selectRow(int section, int row) override;
     void answerAlert(int tag, int button) override;
     bool canEdit() const override { return true; }
     bool isEditing() const override { return editing_; }
     void setEditing(bool on) override { editing_ = on; }
-    void commitDelete(int section, int row) override;
 
     // Re-reads the folder.
     void refresh();
+    const std::vector<std::string>& backups() const { return backups_; }
     // Copies a file into the folder ("Add File…", a file dropped on the screen); a file of the same
     // name is replaced only by a whole copy. A failure is told, and the folder stays as it was.
     void addFile(const std::string& path);
-    const std::vector<std::string>& backups() const { return backups_; }
 
-    // "Backup Now": a backup in the Documents folder, then the list again.
+    // "Backup Now": a backup in the Documents folder (a job), then the list again.
     void backupAction();
-    // The integrity checks of a file and, when it passes, the document replaced (or the question);
-    // answers the outcome (OldBackup: the question waits for "Install").
-    RestoreOutcome restoreBackup(const std::string& path);
-    // Verifies a CSV file and asks whether to import what it holds.
+    // The integrity checks of a file (a job) and, when it passes, the document replaced (or the
+    // question). The outcome is kept once known.
+    void restoreBackup(const std::string& path);
+    std::optional<RestoreOutcome> lastRestore() const { return lastRestore_; }
+    // Verifies a CSV file (a job that can be cancelled) and asks whether to import what it holds.
     void importCSV(const std::string& path);
     // The same for a file the CSV export wrote (perhaps edited in a spreadsheet since).
     void importExport(const std::string& path);
     // A verified file's rows wait for the answer "Import".
     bool awaitsImport() const { return !heldRows_.empty(); }
 
-    // A desktop's way of bringing a file into the folder ("Add File…"), where the platform has one.
-    void setAddFileHook(std::function<void()> hook) { addFileHook_ = std::move(hook); }
     // Told when the document has been replaced by a restore or grown by an import.
     void setChangedHook(std::function<void()> hook) { changedHook_ = std::move(hook); }
 
@@ -60,10 +57,18 @@ public:
     static constexpr int kImportTag = 52;
     static constexpr int kWarningTag = 53;
 
+protected:
+    void select(const Row& row) override;
+    void remove(const Row& row) override;
+
 private:
     std::string pathOf(const std::string& name) const { return directory_ + "/" + name; }
     void warn(const std::string& message);
     void changed();
+    void openFileMenu(const std::string& name);
+    void restoreChecked(RestoreCheck check);
+    void verifyFile(const std::string& path, bool fromExport);
+    void importHeld();
 
     NumbrelAppDelegate& app_;
     Navigator& navigator_;
@@ -74,9 +79,10 @@ private:
     std::string menuFile_;                                  // the file the menu is open for
     std::vector<std::pair<std::string, FileAction>> menu_;  // its entries, in order
     std::optional<RestoreCheck> heldBackup_;                // waiting for the answer to "Old Backup?"
-    std::vector<ImportRow> heldRows_;                       // waiting for "Import"
-    bool heldExport_ = false;                               // the held rows come from an export
-    std::function<void()> addFileHook_, changedHook_;
+    std::optional<RestoreOutcome> lastRestore_;
+    std::vector<ImportRow> heldRows_;  // waiting for "Import"
+    bool heldExport_ = false;          // the held rows come from an export
+    std::function<void()> changedHook_;
 };
 
 }  // namespace numbrel

@@ -1,5 +1,6 @@
 #include "main/meters_view_controller.h"
 
+#include "costs/tariff_view_controller.h"
 #include "readings/meter_editing.h"
 #include "readings/property_editors.h"
 #include "store/app_delegate.h"
@@ -21,50 +22,72 @@ std::string MetersViewController::title() const {
     return tr("Meters");
 }
 
+namespace {
+
+enum Action { kNone, kMeter, kAdd };
+
+}  // namespace
+
 std::vector<Section> MetersViewController::sections() const {
     Section s;
     const Array* meters = metersOf(app_.settings());
+    const int current = static_cast<int>(integerOf(app_.settings(), "meter"));
     for (int i = 0; i < count(); ++i) {
-        Row r{std::string(stringOf((*meters)[static_cast<std::size_t>(i)], "name")), "",
-              Accessory::Disclosure};
-        if (!editing_ && i == static_cast<int>(integerOf(app_.settings(), "meter")))
-            r.accessory = Accessory::Check;
+        Row r{std::string(stringOf((*meters)[static_cast<std::size_t>(i)], "name")), "", Accessory::Info};
+        r.checked = !editing_ && i == current;
+        r.action = kMeter;
+        r.index = i;
+        r.deletable = editing_;
+        r.movable = editing_;
         s.rows.push_back(r);
     }
-    if (editing_) s.rows.push_back(Row{tr("Select to add new meter"), ""});
+    if (editing_) {
+        Row add{tr("Select to add new meter"), ""};
+        add.action = kAdd;
+        add.color = RowColor{0.0039, 0.4824, 1.0};
+        s.rows.push_back(add);
+    }
     s.footer = editing_ ? tr("Delete, re-order or add new meters")
                         : tr("Jump to the selected meter, or tap the BLUE BUTTONS for settings and RATES");
     return {s};
 }
 
-void MetersViewController::selectRow(int /*section*/, int row) {
-    if (row < 0) return;
+void MetersViewController::select(const Row& row) {
+    if (row.action != kMeter || row.index >= count()) return;
     if (editing_) {
-        if (row == count()) {
-            if (addHook_) addHook_();
-        } else if (row < count() && tariffHook_) {
-            tariffHook_(row);
-        }
+        openRates(row.index);
         return;
     }
-    if (row >= count()) return;
-    app_.settings().set("meter", row);
+    app_.settings().set("meter", row.index);
     navigator_.pop();
 }
 
-void MetersViewController::deleteRow(int row) {
-    if (row < 0 || row >= count()) return;
-    const Value& m = (*metersOf(app_.settings()))[static_cast<std::size_t>(row)];
+std::optional<ValueEdit> MetersViewController::edit(const Row& row) {
+    if (row.action != kAdd) return std::nullopt;
+    return app_.guarded(newMeterEditor([this](const std::string& name) { addMeter(name); }));
+}
+
+void MetersViewController::info(const Row& row) {
+    if (row.action == kMeter && row.index < count()) openRates(row.index);
+}
+
+void MetersViewController::openRates(int meter) {
+    navigator_.push(std::make_unique<TariffViewController>(app_, navigator_, meter));
+}
+
+void MetersViewController::remove(const Row& row) {
+    if (row.action != kMeter || row.index >= count()) return;
+    const Value& m = (*metersOf(app_.settings()))[static_cast<std::size_t>(row.index)];
     const Array* readings = readingsOf(m);
     if (readings && !readings->empty()) {
-        deleteRow_ = row;
+        deleteRow_ = row.index;
         navigator_.present(Alert{kDeleteTag,
                                  tr("Warning!"),
                                  tr("Deleting this meter will also delete all of its readings"),
                                  {tr("Cancel"), tr("OK")}});
         return;
     }
-    metersOf(app_.settings())->erase(metersOf(app_.settings())->begin() + row);
+    metersOf(app_.settings())->erase(metersOf(app_.settings())->begin() + row.index);
     app_.settings().set("meter", 0);
     app_.reshape();
 }
@@ -81,9 +104,9 @@ void MetersViewController::answerAlert(int tag, int button) {
     deleteRow_ = -1;
 }
 
-bool MetersViewController::moveRow(int from, int to) {
-    int n = count();
-    if (from < 0 || from >= n || to < 0 || to >= n) return false;  // never onto or below the add row
+bool MetersViewController::move(const Row& row, int to) {
+    const int from = row.index, n = count();
+    if (row.action != kMeter || from >= n || to < 0 || to >= n) return false;  // never onto the add row
     Array& meters = *metersOf(app_.settings());
     Value moved = std::move(meters[static_cast<std::size_t>(from)]);
     meters.erase(meters.begin() + from);
@@ -91,10 +114,6 @@ bool MetersViewController::moveRow(int from, int to) {
     app_.settings().set("meter", 0);
     app_.reshape();
     return true;
-}
-
-ValueEdit MetersViewController::newMeterEdit() {
-    return app_.guarded(newMeterEditor([this](const std::string& name) { addMeter(name); }));
 }
 
 void MetersViewController::addMeter(const std::string& name) {

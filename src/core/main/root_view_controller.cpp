@@ -6,6 +6,11 @@
 
 #include "costs/formatter.h"
 #include "exchange/backup.h"
+#include "exchange/backup_view_controller.h"
+#include "main/meters_view_controller.h"
+#include "readings/add_view_controller.h"
+#include "readings/current_view_controller.h"
+#include "readings/readings_view_controller.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
 #include "store/meter_record.h"
@@ -22,7 +27,50 @@ constexpr const char* kLevel = "▶";
 
 }  // namespace
 
-RootViewController::RootViewController(NumbrelAppDelegate& app) : app_(app) {}
+RootViewController::RootViewController(NumbrelAppDelegate& app, Navigator& navigator,
+                                       std::string documentsDir)
+    : app_(app), navigator_(navigator), documentsDir_(std::move(documentsDir)) {}
+
+std::string RootViewController::title() const {
+    const Value* m = meter(meterIndex());
+    return m ? std::string(stringOf(*m, "name")) : "Numbrel";
+}
+
+void RootViewController::metersAction() {
+    navigator_.push(std::make_unique<MetersViewController>(app_, navigator_));
+}
+
+void RootViewController::addAction() {
+    if (numberOfPages() > 0)
+        navigator_.push(std::make_unique<AddViewController>(app_, navigator_, meterIndex()));
+}
+
+void RootViewController::selectPageRow(int page, int section, int row) {
+    std::vector<Section> all = sections(page);
+    if (section < 0 || section >= static_cast<int>(all.size())) return;
+    const std::vector<Row>& rows = all[static_cast<std::size_t>(section)].rows;
+    if (row < 0 || row >= static_cast<int>(rows.size())) return;
+    const Value* m = meter(page);
+    const Array* readings = m ? readingsOf(*m) : nullptr;
+    if (rows[static_cast<std::size_t>(row)].action == kReadingsRow && readings && !readings->empty())
+        navigator_.push(std::make_unique<ReadingsViewController>(app_, navigator_, page));
+    if (rows[static_cast<std::size_t>(row)].action == kCurrentRow) {
+        std::optional<double> usage, cost;
+        if (auto figure = currentFigure(page)) (figure->cost ? cost : usage) = figure->value;
+        navigator_.push(
+            std::make_unique<CurrentViewController>(app_, page, static_cast<int>(period()), usage, cost));
+    }
+}
+
+void RootViewController::settingsAction() {
+    navigator_.present(settingsSheet(documentsDir_));
+}
+
+void RootViewController::answerAlert(int tag, int button) {
+    if (tag == kSettingsSheetTag && button == 0)
+        navigator_.push(std::make_unique<BackupViewController>(app_, navigator_, documentsDir_));
+    if (tag == kReviewTag) answerReview(button);
+}
 
 void RootViewController::setWindowSize(double width, double height) {
     width_ = width;
@@ -183,6 +231,7 @@ std::vector<Section> RootViewController::sections(int page) const {
     std::size_t n = readings ? readings->size() : 0;
 
     Row readingsRow{tr("Readings"), readingsDetail(page), Accessory::Disclosure};
+    readingsRow.action = kReadingsRow;
     Section first;
     first.rows.push_back(readingsRow);
     if (n < 2) {
@@ -194,8 +243,10 @@ std::vector<Section> RootViewController::sections(int page) const {
     }
     Row change{tr("Change"), changeDetail(page), Accessory::None};
     change.selectable = false;
+    change.action = kChangeRow;
     auto current = current_.find(page);
     Row currentRow{tr("Current"), current == current_.end() ? "" : current->second, Accessory::Disclosure};
+    currentRow.action = kCurrentRow;
     if (tablet()) {
         out.push_back(first);
         out.push_back(Section{"", "", {change, currentRow}});
@@ -205,11 +256,17 @@ std::vector<Section> RootViewController::sections(int page) const {
         out.push_back(first);
     }
     bool hasCost = app_.engine().hasCost(page);
+    auto graph = [](const char* kind) {
+        Row r{"", kind};
+        r.action = kGraphRow;
+        r.selectable = false;
+        return r;
+    };
     if (tablet() && hasCost) {
-        out.push_back(Section{"", "", {Row{"Graph", "usage"}}});
-        out.push_back(Section{"", "", {Row{"Graph", "cost"}}});
+        out.push_back(Section{"", "", {graph("usage")}});
+        out.push_back(Section{"", "", {graph("cost")}});
     } else {
-        out.push_back(Section{"", "", {Row{"Graph", graphShowsCost(page) ? "cost" : "usage"}}});
+        out.push_back(Section{"", "", {graph(graphShowsCost(page) ? "cost" : "usage")}});
     }
     return out;
 }
@@ -232,20 +289,19 @@ std::optional<RootViewController::CurrentFigure> RootViewController::currentFigu
     return it->second;
 }
 
-std::optional<Alert> RootViewController::appearAction() {
+void RootViewController::appearAction() {
     if (boolOf(app_.settings(), "tour", true) && nextTag_ == 100) {
         if (tourHook_) tourHook_();
-        return std::nullopt;
+        return;
     }
     nextTag_ = 100;
     const Value* review = app_.settings().find("review");
     if (review && review->isDate() && review->date() < app_.environment().now()) {
-        return Alert{kReviewTag,
-                     tr("iTunes Review"),
-                     tr("If you like my app, please consider leaving a quick review on iTunes"),
-                     {tr("No Thanks!"), tr("OK"), tr("Remind Me Later")}};
+        navigator_.present(Alert{kReviewTag,
+                                 tr("iTunes Review"),
+                                 tr("If you like my app, please consider leaving a quick review on iTunes"),
+                                 {tr("No Thanks!"), tr("OK"), tr("Remind Me Later")}});
     }
-    return std::nullopt;
 }
 
 void RootViewController::answerReview(int button) {

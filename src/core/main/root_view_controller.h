@@ -15,9 +15,24 @@ namespace numbrel {
 
 class NumbrelAppDelegate;
 
-class RootViewController {
+class RootViewController : public Screen {
 public:
-    explicit RootViewController(NumbrelAppDelegate& app);
+    // documentsDir: the folder of backups and CSV files (the gear menu's backups screen).
+    RootViewController(NumbrelAppDelegate& app, Navigator& navigator, std::string documentsDir = {});
+
+    // The meter shown, and its page's table.
+    std::string title() const override;
+    std::vector<Section> sections() const override { return sections(meterIndex()); }
+    void answerAlert(int tag, int button) override;
+
+    // The bar's buttons: the meters list, and "+" (a reading for the meter shown).
+    void metersAction();
+    void addAction();
+    // A row of a page's table was selected: Readings opens the list (when there are readings),
+    // Current the current period summary.
+    void selectPageRow(int page, int section, int row);
+    // The gear button: the gear menu (an action sheet).
+    void settingsAction();
 
     // The window: narrower than 700 points is a phone, else a tablet; wider than tall with the
     // setting "landscape" on is landscape (the range control and range table apply).
@@ -56,8 +71,9 @@ public:
     std::vector<GraphSpec> graphs(int page);  // may pull the range back and store it
 
     // The page's table: the Readings row, the change row and the Current row, then graph rows
-    // (label "Graph", detail "usage" or "cost"), with the footer tip.
+    // (action kGraphRow, detail "usage" or "cost"), with the footer tip.
     std::vector<Section> sections(int page) const;
+    enum PageRow { kReadingsRow = 1, kChangeRow, kCurrentRow, kGraphRow };
 
     // A page's graph was drawn: its current bucket and average fill the Current row.
     void averageAction(int page, double current, double average, bool cost);
@@ -75,8 +91,8 @@ public:
     static constexpr int kReviewTag = 30;
 
     // The screen is shown: the tour starts when "tour" is on (through the hook, until the tour
-    // exists); otherwise, once the "review" date has passed, the review question is returned.
-    std::optional<Alert> appearAction();
+    // exists); otherwise, once the "review" date has passed, the review question is asked.
+    void appearAction();
     void setTourHook(std::function<void()> hook) { tourHook_ = std::move(hook); }
     // The answer to the review question: "No Thanks!" and "OK" never ask again, "Remind Me Later"
     // asks in seven days. Opening the store page is the hook's business.
@@ -89,6 +105,8 @@ private:
     std::string changeDetail(int page) const;
 
     NumbrelAppDelegate& app_;
+    Navigator& navigator_;
+    std::string documentsDir_;
     double width_ = 390, height_ = 844;
     int tariffIndex_ = 0;
     std::map<int, std::string> current_;  // Current row text per page, from the last drawing

@@ -16,10 +16,28 @@ namespace {
 
 const char* const kTypes[6] = {"Electricity", "Gas", "Water", "Solar", "Wind", "Other"};
 
-Row choice(std::string label, bool checked, bool enabled = true) {
+// What the choosers' rows stand for; the index is the choice (a type's number, a count, a digit).
+enum Action {
+    kNone,
+    kType,
+    kRegisters,
+    kCombination,
+    kDigits,
+    kDecimals,
+    kDirection,
+    kCode,
+    kUnit,
+    kNewUnit,
+    kTheme,
+    kBar
+};
+
+Row choice(std::string label, bool checked, int action, int index, bool enabled = true) {
     Row r{std::move(label), "", checked ? Accessory::Check : Accessory::None};
     r.enabled = enabled;
     r.selectable = enabled;
+    r.action = action;
+    r.index = index;
     return r;
 }
 
@@ -50,39 +68,44 @@ std::vector<Section> SelectionViewController::sections() const {
     const Value& m = meter();
     std::vector<Section> out;
     Section types;
-    for (const char* t : kTypes)
-        types.rows.push_back(choice(tr(t), stringOf(m, "type") == t));
+    for (int t = 0; t < 6; ++t)
+        types.rows.push_back(choice(tr(kTypes[t]), stringOf(m, "type") == kTypes[t], kType, t));
     out.push_back(types);
     const int registers = static_cast<int>(std::clamp<std::int64_t>(integerOf(m, "enabled", 1), 1, 3));
     Section counters{tr("Readings/Counters"), "", {}};
     for (int r = 1; r <= 3; ++r)
-        counters.rows.push_back(choice(std::to_string(r), registers == r));
+        counters.rows.push_back(choice(std::to_string(r), registers == r, kRegisters, r));
     out.push_back(counters);
     if (registers >= 2) {
         Section total{tr("Total Usage"), "", {}};
         std::int64_t economy7 = integerOf(m, "economy7"), minus = integerOf(m, "minus");
-        for (const RegisterCombination& c : registerCombinations(registers))
-            total.rows.push_back(choice(tr(c.label), economy7 == c.economy7 && minus == c.minus));
+        const auto& combinations = registerCombinations(registers);
+        for (std::size_t i = 0; i < combinations.size(); ++i) {
+            const RegisterCombination& c = combinations[i];
+            total.rows.push_back(choice(tr(c.label), economy7 == c.economy7 && minus == c.minus, kCombination,
+                                        static_cast<int>(i)));
+        }
         out.push_back(total);
     }
     return out;
 }
 
-void SelectionViewController::selectRow(int section, int row) {
+void SelectionViewController::select(const Row& row) {
     Value& m = meter();
-    if (section == 0 && row >= 0 && row < 6) {
-        m.set("type", kTypes[row]);
-    } else if (section == 1 && row >= 0 && row < 3) {
+    if (row.action == kType) {
+        m.set("type", kTypes[row.index]);
+    } else if (row.action == kRegisters) {
         // A new register count starts from the plain sum.
-        m.set("enabled", row + 1);
+        m.set("enabled", row.index);
         m.set("economy7", 0);
         m.erase("minus");
-    } else if (section == 2) {
+    } else if (row.action == kCombination) {
         const auto& combinations = registerCombinations(static_cast<int>(integerOf(m, "enabled", 1)));
-        if (row < 0 || row >= static_cast<int>(combinations.size())) return;
-        m.set("economy7", combinations[static_cast<std::size_t>(row)].economy7);
-        if (combinations[static_cast<std::size_t>(row)].minus) {
-            m.set("minus", combinations[static_cast<std::size_t>(row)].minus);
+        if (row.index >= static_cast<int>(combinations.size())) return;
+        const RegisterCombination& c = combinations[static_cast<std::size_t>(row.index)];
+        m.set("economy7", c.economy7);
+        if (c.minus) {
+            m.set("minus", c.minus);
         } else {
             m.erase("minus");
         }
@@ -107,34 +130,35 @@ std::vector<Section> FormatViewController::sections() const {
     Section before{tr("Before"), "", {}};
     for (int n = 0; n < 6; ++n) {
         int digits = 8 - n;
-        before.rows.push_back(
-            choice(std::to_string(digits), integerOf(m, "digits", 5) == digits, digits >= leastDigits_));
+        before.rows.push_back(choice(std::to_string(digits), integerOf(m, "digits", 5) == digits, kDigits,
+                                     digits, digits >= leastDigits_));
     }
     Section after{
         tr("After"),
         tips ? tr("Select the number of digits before and after the decimal point on your meter") : "",
         {}};
     for (int d = 0; d <= 4; ++d)
-        after.rows.push_back(choice(std::to_string(d), integerOf(m, "precision", 1) == d));
+        after.rows.push_back(choice(std::to_string(d), integerOf(m, "precision", 1) == d, kDecimals, d));
     std::int64_t direction = integerOf(m, "direction");
     std::string footer = direction == 1   ? tr("Usage is \"Yesterday - Today\"")
                          : direction == 2 ? tr("Usage is your actual reading")
                                           : tr("Usage is \"Today - Yesterday\"");
     Section dir{tr("Meter Direction"),
                 tips ? footer : "",
-                {choice(tr("Up (Default)"), direction != 1 && direction != 2),
-                 choice(tr("Down"), direction == 1), choice(tr("Other"), direction == 2)}};
+                {choice(tr("Up (Default)"), direction != 1 && direction != 2, kDirection, 0),
+                 choice(tr("Down"), direction == 1, kDirection, 1),
+                 choice(tr("Other"), direction == 2, kDirection, 2)}};
     return {before, after, dir};
 }
 
-void FormatViewController::selectRow(int section, int row) {
+void FormatViewController::select(const Row& row) {
     Value& m = meter();
-    if (section == 0 && row >= 0 && row < 6 && 8 - row >= leastDigits_) m.set("digits", 8 - row);
-    if (section == 1 && row >= 0 && row <= 4) m.set("precision", row);
-    if (section == 2) {
-        if (row == 0) m.erase("direction");
-        if (row == 1) m.set("direction", 1);
-        if (row == 2) m.set("direction", 2);
+    if (!row.enabled) return;
+    if (row.action == kDigits) m.set("digits", row.index);
+    if (row.action == kDecimals) m.set("precision", row.index);
+    if (row.action == kDirection) {
+        if (row.index == 0) m.erase("direction");
+        if (row.index != 0) m.set("direction", row.index);
     }
 }
 
@@ -159,19 +183,16 @@ std::vector<Section> CurrencyViewController::sections() const {
     for (const CurrencySymbol& c : codes) {
         std::string letter(c.code.substr(0, 1));
         if (out.empty() || out.back().header != letter) out.push_back(Section{letter, "", {}});
-        Row r = choice(std::string(c.code), c.code == current);
+        Row r = choice(std::string(c.code), c.code == current, kCode, 0);
         r.detail = std::string(c.symbol);
         out.back().rows.push_back(r);
     }
     return out;
 }
 
-void CurrencyViewController::selectRow(int section, int row) {
-    std::vector<Section> all = sections();
-    if (section < 0 || section >= static_cast<int>(all.size()) || row < 0 ||
-        row >= static_cast<int>(all[static_cast<std::size_t>(section)].rows.size()))
-        return;
-    meter().set("code", all[static_cast<std::size_t>(section)].rows[static_cast<std::size_t>(row)].label);
+void CurrencyViewController::select(const Row& row) {
+    if (row.action != kCode) return;
+    meter().set("code", row.label);
     navigator_.pop();
 }
 
@@ -203,38 +224,33 @@ std::vector<Section> UnitsViewController::sections() const {
     if (const Array* units = arrayOf(app_.settings(), "units"))
         for (const Value& u : *units)
             if (u.isString()) {
-                s.rows.push_back(choice(u.string(), u.string() == current));
+                s.rows.push_back(choice(u.string(), u.string() == current, kUnit, 0));
                 s.rows.back().deletable = editing_ && !inUse(u.string());
             }
     Row add{tr("Select to add new units"), ""};
+    add.action = kNewUnit;
     add.color = RowColor{0.0039, 0.4824, 1.0};
     s.rows.push_back(add);
     return {s};
 }
 
-void UnitsViewController::selectRow(int /*section*/, int row) {
-    std::vector<Section> all = sections();
-    int n = static_cast<int>(all[0].rows.size()) - 1;
-    if (row < 0 || row >= n) return;  // the add row edits instead
-    meter().set("units", all[0].rows[static_cast<std::size_t>(row)].label);
+void UnitsViewController::select(const Row& row) {
+    if (row.action != kUnit) return;  // the add row edits instead
+    meter().set("units", row.label);
     navigator_.pop();
 }
 
-void UnitsViewController::commitDelete(int /*section*/, int row) {
-    std::vector<Section> all = sections();
-    if (row < 0 || row >= static_cast<int>(all[0].rows.size()) ||
-        !all[0].rows[static_cast<std::size_t>(row)].deletable)
-        return;
+void UnitsViewController::remove(const Row& row) {
+    if (row.action != kUnit || !row.deletable) return;
     Array* units = arrayOf(app_.settings(), "units");
     if (!units) return;
-    const std::string& unit = all[0].rows[static_cast<std::size_t>(row)].label;
     auto at = std::find_if(units->begin(), units->end(),
-                           [&](const Value& u) { return u.isString() && u.string() == unit; });
+                           [&](const Value& u) { return u.isString() && u.string() == row.label; });
     if (at != units->end()) units->erase(at);
 }
 
-std::optional<ValueEdit> UnitsViewController::editFor(int /*section*/, int row) {
-    if (row != static_cast<int>(sections()[0].rows.size()) - 1) return std::nullopt;
+std::optional<ValueEdit> UnitsViewController::edit(const Row& row) {
+    if (row.action != kNewUnit) return std::nullopt;
     return app_.guarded(unitEditor(app_.settings()));
 }
 
@@ -249,17 +265,19 @@ std::vector<Section> ThemeViewController::sections() const {
     const std::int64_t theme = integerOf(app_.settings(), "theme", 4);
     Section themes;
     for (int i = 0; i < 5; ++i)
-        themes.rows.push_back(choice(tr(kThemes[i]), theme == i));
+        themes.rows.push_back(choice(tr(kThemes[i]), theme == i, kTheme, i));
     const bool black = boolOf(app_.settings(), "black");
-    Section bar{tr("Navigation Bar"), "", {choice(tr("Default"), !black), choice(tr("Black"), black)}};
+    Section bar{tr("Navigation Bar"),
+                "",
+                {choice(tr("Default"), !black, kBar, 0), choice(tr("Black"), black, kBar, 1)}};
     return {themes, bar};
 }
 
-void ThemeViewController::selectRow(int section, int row) {
+void ThemeViewController::select(const Row& row) {
     // "theme" holds a number, so the row's number is stored rather than its text.
-    if (section == 0 && row >= 0 && row < 5) app_.settings().set("theme", row);
-    if (section == 1 && (row == 0 || row == 1)) {
-        app_.settings().set("black", row == 1);
+    if (row.action == kTheme) app_.settings().set("theme", row.index);
+    if (row.action == kBar) {
+        app_.settings().set("black", row.index == 1);
         app_.applyBarStyle();
     }
     // Two sections: the list stays open after a choice.

@@ -19,7 +19,9 @@ public:
     SelectionViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex);
     std::string title() const override;
     std::vector<Section> sections() const override;
-    void selectRow(int section, int row) override;
+
+protected:
+    void select(const Row& row) override;
 
 private:
     Value& meter() const;
@@ -35,7 +37,9 @@ public:
     FormatViewController(NumbrelAppDelegate& app, int meterIndex);
     std::string title() const override;
     std::vector<Section> sections() const override;
-    void selectRow(int section, int row) override;
+
+protected:
+    void select(const Row& row) override;
 
 private:
     Value& meter() const;
@@ -51,7 +55,9 @@ public:
     CurrencyViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex);
     std::string title() const override;
     std::vector<Section> sections() const override;
-    void selectRow(int section, int row) override;
+
+protected:
+    void select(const Row& row) override;
 
 private:
     Value& meter() const;
@@ -68,12 +74,14 @@ public:
     UnitsViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex);
     std::string title() const override;
     std::vector<Section> sections() const override;
-    void selectRow(int section, int row) override;
-    std::optional<ValueEdit> editFor(int section, int row) override;
     bool canEdit() const override { return true; }
     bool isEditing() const override { return editing_; }
     void setEditing(bool on) override { editing_ = on; }
-    void commitDelete(int section, int row) override;
+
+protected:
+    void select(const Row& row) override;
+    std::optional<ValueEdit> edit(const Row& row) override;
+    void remove(const Row& row) override;
 
 private:
     Value& meter() const;
@@ -91,7 +99,9 @@ public:
     explicit ThemeViewController(NumbrelAppDelegate& app);
     std::string title() const override;
     std::vector<Section> sections() const override;
-    void selectRow(int section, int row) override;
+
+protected:
+    void select(const Row& row) override;
 
 private:
     NumbrelAppDelegate& app_;

@@ -14,6 +14,8 @@ namespace numbrel {
 
 namespace {
 
+enum Action { kNone, kDate, kReading };
+
 constexpr int kBillTag = 2;
 constexpr int kNewMeterTag = 3;
 constexpr int kRegisterTag = 1;
@@ -93,7 +95,9 @@ std::vector<Section> AddViewController::sections() const {
     Section s;
     Row date{tr("Date"), app_.formatter().formatDate(date_, Formatter::DateStyle::Medium, true),
              Accessory::None};
+    date.action = kDate;
     Row reading{tr("Reading"), readingText(), Accessory::None};
+    reading.action = kReading;
     std::vector<std::string> choices = registerChoices();
     if (!choices.empty()) {
         reading.accessory = Accessory::Segments;
@@ -202,8 +206,8 @@ void AddViewController::clear() {
     values_[static_cast<std::size_t>(selected_)] = 0;
 }
 
-void AddViewController::selectRow(int /*section*/, int row) {
-    if (row == 0) {
+void AddViewController::select(const Row& row) {
+    if (row.action == kDate) {
         if (dateMode_ == DateMode::Hidden) {
             dateMode_ = DateMode::DateAndTime;
         } else if (dateMode_ == DateMode::DateAndTime) {
@@ -212,7 +216,7 @@ void AddViewController::selectRow(int /*section*/, int row) {
         } else {
             dateMode_ = DateMode::DateAndTime;
         }
-    } else if (row == 1) {
+    } else if (row.action == kReading) {
         dateMode_ = DateMode::Hidden;
     }
 }
@@ -295,6 +299,7 @@ void AddViewController::answerAlert(int tag, int button) {
     }
     const Array* meters = metersOf(app_.settings());
     meter_ = (meter_ + 1) % static_cast<int>(meters->size());  // wraps from the last to the first
+    app_.settings().set("meter", meter_);                      // the main screen follows
     readingIndex_ = -1;
     Date chosen = date_;  // the next meter is read at about the same time
     load();

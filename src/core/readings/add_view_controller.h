@@ -22,7 +22,6 @@ public:
 
     std::string title() const override;
     std::vector<Section> sections() const override;
-    void selectRow(int section, int row) override;
     void flipSwitch(int tag, bool on) override;
     void chooseSegment(int tag, int index) override;
     void answerAlert(int tag, int button) override;
@@ -76,6 +75,11 @@ public:
     int readingIndex() const { return readingIndex_; }
 
     static constexpr int kSavedTag = 1;
+
+protected:
+    // The Date row shows the date picker (again: date only, then date and time); the Reading row the
+    // wheels or keypad.
+    void select(const Row& row) override;
 
 private:
     Value& meter() const;

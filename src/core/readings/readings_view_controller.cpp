@@ -4,8 +4,14 @@
 #include <charconv>
 #include <cmath>
 
+#include "costs/engine.h"
 #include "costs/formatter.h"
+#include "readings/add_view_controller.h"
+#include "readings/csv_export.h"
 #include "store/app_delegate.h"
+#include "store/calendar.h"
+#include "store/document.h"
+#include "store/file_ops.h"
 #include "store/meter_record.h"
 #include "ui/localize.h"
 
@@ -63,7 +69,7 @@ std::string ReadingsViewController::usageText(double value) const {
     return app_.formatter().formatUsage(value, meter()) + " " + std::string(stringOf(meter(), "units"));
 }
 
-std::vector<ReadingsViewController::ReadingSection> ReadingsViewController::sections() const {
+std::vector<ReadingsViewController::ReadingSection> ReadingsViewController::readingSections() const {
     std::vector<ReadingSection> out;
     const Value& m = meter();
     const Array* readings = readingsOf(m);
@@ -122,12 +128,114 @@ std::vector<ReadingsViewController::ReadingSection> ReadingsViewController::sect
     return out;
 }
 
+std::vector<Section> ReadingsViewController::sections() const {
+    std::vector<Section> out;
+    for (const ReadingSection& rs : readingSections()) {
+        Section s{rs.title, "", {}};
+        for (const ReadingRow& r : rs.rows) {
+            Row row{r.date, r.usage.empty() ? "" : r.usage + (r.cost.empty() ? "" : ", " + r.cost)};
+            row.index = r.index;
+            s.rows.push_back(std::move(row));
+        }
+        out.push_back(std::move(s));
+    }
+    return out;
+}
+
+void ReadingsViewController::usageAction() {
+    navigator_.present(usageSheet());
+}
+
+void ReadingsViewController::answerAlert(int tag, int button) {
+    if (tag == kUsageSheetTag) answerUsageSheet(button);
+    if (tag == kExportSheetTag && (button == 0 || button == 1)) exportReadings(button == 1);
+}
+
+void ReadingsViewController::exportAction() {
+    const Array* meters = metersOf(app_.settings());
+    if (!meters || meters->size() < 2) {
+        exportReadings(false);
+        return;
+    }
+    Alert sheet{
+        kExportSheetTag, tr("CSV Export"), "", {tr("This Single Meter"), tr("All Meters"), tr("Cancel")}};
+    sheet.actionSheet = true;
+    navigator_.present(sheet);
+}
+
+void ReadingsViewController::exportReadings(bool all) {
+    // With a mail client the export goes to a new mail, as it is meant to be sent; without one, where
+    // the user chooses.
+    if (navigator_.canSendMail()) {
+        const std::string path = navigator_.temporaryFolder() + "/" + exportName(all);
+        writeExport(all, path, [this, all, path] {
+            std::string subject =
+                all ? "Numbrel" : fill("%@ %@", {std::string(stringOf(meter(), "name")), "Numbrel"});
+            navigator_.composeMail(Mail{std::string(stringOf(app_.settings(), "email")), subject,
+                                        tr("The attached file is in CSV (comma separated values) format for "
+                                           "easy import into a spreadsheet application") +
+                                            ".\n",
+                                        path});
+        });
+    } else if (navigator_.canChooseFiles()) {
+        navigator_.chooseFiles(
+            Navigator::FileChoice{true, exportName(all)}, [this, all](const std::vector<std::string>& paths) {
+                if (paths.empty()) return;
+                const std::string path = paths[0];
+                writeExport(all, path, [this, path] {
+                    navigator_.present(Alert{
+                        0, tr("CSV Export"), fill(tr("The readings were saved as %@"), {path}), {tr("OK")}});
+                });
+            });
+    } else {
+        navigator_.present(
+            Alert{0, tr("Warning!"), tr("Export by email requires a valid mail configuration"), {tr("OK")}});
+    }
+}
+
+std::string ReadingsViewController::exportName(bool all) const {
+    std::string name = std::string(all ? std::string_view("readings") : stringOf(meter(), "type")) + ".csv";
+    for (char& c : name)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return name;
+}
+
+void ReadingsViewController::writeExport(bool all, const std::string& path, std::function<void()> then) {
+    Job job;
+    job.title = tr("Exporting…");
+    job.work = [this, all, path, then = std::move(then), copy = std::make_shared<Value>(app_.settings()),
+                env = app_.environment(), meter = meter_](const Progress&) -> std::function<void()> {
+        Calendar calendar(env);
+        Formatter formatter(env);
+        Engine engine(*copy, calendar);
+        std::optional<int> which;
+        if (!all) which = meter;
+        CsvFile file = exportCsv(*copy, engine, formatter, which);
+        std::optional<std::string> error = writeFileAtomically(FileOps::real(), path, file.bytes);
+        if (error)
+            return [this, error] {
+                navigator_.present(Alert{0,
+                                         tr("Warning!"),
+                                         fill(tr("The export could not be written to %@"), {*error}),
+                                         {tr("OK")}});
+            };
+        return then;
+    };
+    navigator_.run(std::move(job));
+}
+
 void ReadingsViewController::deleteReading(int index) {
     Array* readings =
         arrayOf(app_.settings().find("settings")->array()[static_cast<std::size_t>(meter_)], "readings");
     if (!readings || index < 0 || index >= static_cast<int>(readings->size())) return;
     readings->erase(readings->begin() + index);
     if (readings->empty()) navigator_.pop();
+}
+
+void ReadingsViewController::editReading(int index) {
+    const Array* readings = readingsOf(meter());
+    if (readings && index >= 0 && index < static_cast<int>(readings->size()))
+        navigator_.push(std::make_unique<AddViewController>(app_, navigator_, meter_, index));
 }
 
 void ReadingsViewController::findBills() {

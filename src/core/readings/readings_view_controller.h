@@ -3,6 +3,7 @@
 // bills-only mode; deleting readings.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,7 @@ namespace numbrel {
 
 class NumbrelAppDelegate;
 
-class ReadingsViewController {
+class ReadingsViewController : public Screen {
 public:
     ReadingsViewController(NumbrelAppDelegate& app, Navigator& navigator, int meterIndex);
 
@@ -23,7 +24,10 @@ public:
     std::vector<std::string> periodItems(bool largeScreen) const;
 
     bool bills() const { return bills_; }
-    std::string title() const;
+    std::string title() const override;
+    // The list as rows of a table (date, and usage with cost), each carrying its reading's index.
+    std::vector<Section> sections() const override;
+    void answerAlert(int tag, int button) override;
 
     struct ReadingRow {
         int index = 0;                       // into the meter's "readings"
@@ -38,22 +42,34 @@ public:
         std::string title;  // "March 2014"
         std::vector<ReadingRow> rows;
     };
-    std::vector<ReadingSection> sections() const;
+    std::vector<ReadingSection> readingSections() const;
 
     // Removes a reading; the screen closes when none is left.
     void deleteReading(int index);
+    // Opens reading entry on a reading (index into the meter's "readings").
+    void editReading(int index);
 
     // The usage action sheet, and its answers: 0 "Since Last Bill", 1 "Next Bill", 2 "Between Bills"
     // (or "Between Readings" in bills mode).
+    void usageAction();
     Alert usageSheet();
     void answerUsageSheet(int button);
     void doneAction();  // leaves bills mode
 
+    // The compose button: the export of this meter, or a choice of this meter or all when there are
+    // several. The file goes to a new mail when there is a mail client, else where the user chooses
+    // (a job writes it); it is said where it went.
+    void exportAction();
+    void exportReadings(bool all);
+
     static constexpr int kUsageSheetTag = 1;
+    static constexpr int kExportSheetTag = 2;
     static constexpr int kBillAlertTag = 3;
 
 private:
     const Value& meter() const;
+    std::string exportName(bool all) const;
+    void writeExport(bool all, const std::string& path, std::function<void()> then);
     void findBills();
     std::string usageText(double value) const;
 

@@ -92,12 +92,8 @@ void NumbrelAppDelegate::validate(bool replaced, std::string fingerprint) {
     md5_ = !changed && !fingerprint.empty() ? std::move(fingerprint) : MD5StringOfSettings();
 }
 
-NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& directory) {
-    Backup out;
-    out.name = backupFileName(calendar_, env_.now());
-    Value& doc = *settings_;
-    doc.set("filename", out.name);
-    doc.erase("hash");  // only ever in the file
+BackupWritten writeBackup(const Value& doc, const std::string& directory, const std::string& name) {
+    BackupWritten out;
     // The document is archived with an eight-byte slot for "hash", filled once its digests are known.
     DocumentDigests digests = documentDigests(doc);
     SlottedArchive archive = writeKeyedArchive(doc, "hash");
@@ -106,10 +102,50 @@ NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& di
     if (ops.makeDirectories(directory) != 0) {
         out.error = "cannot create the folder " + directory;
     } else {
-        out.error = writeFileAtomically(ops, directory + "/" + out.name, archive.bytes);
+        out.error = writeFileAtomically(ops, directory + "/" + name, archive.bytes);
     }
-    md5_ = std::move(digests.fingerprint);
+    out.fingerprint = std::move(digests.fingerprint);
     return out;
+}
+
+NumbrelAppDelegate::Backup NumbrelAppDelegate::localBackup(const std::string& directory) {
+    Backup out;
+    out.name = backupFileName(calendar_, env_.now());
+    Value& doc = *settings_;
+    doc.set("filename", out.name);
+    doc.erase("hash");  // only ever in the file
+    BackupWritten written = writeBackup(doc, directory, out.name);
+    out.error = std::move(written.error);
+    md5_ = std::move(written.fingerprint);
+    return out;
+}
+
+Job NumbrelAppDelegate::backupJob(const std::string& directory, std::function<void(const Backup&)> done) {
+    const std::string name = backupFileName(calendar_, env_.now());
+    auto copy = std::make_shared<Value>(*settings_);
+    copy->set("filename", name);
+    copy->erase("hash");
+    Job job;
+    job.title = tr("Backing up…");
+    job.work = [this, copy, directory, name,
+                done = std::move(done)](const Progress&) -> std::function<void()> {
+        auto written = std::make_shared<BackupWritten>(writeBackup(*copy, directory, name));
+        return [this, name, written, done] {
+            Backup b{name, written->error};
+            if (!b.error) {
+                settings_->set("filename", name);
+                md5_ = written->fingerprint;
+            }
+            done(b);
+        };
+    };
+    return job;
+}
+
+void NumbrelAppDelegate::adoptDocument(Value document) {
+    settings_ = std::make_shared<Value>(std::move(document));
+    reshape();
+    store_.registerDefaults(settings_);
 }
 
 void NumbrelAppDelegate::applyBarStyle() const {

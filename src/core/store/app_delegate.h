@@ -73,6 +73,12 @@ public:
         std::optional<std::string> error;
     };
     Backup localBackup(const std::string& directory);
+    // The same as a job: the document is copied now; archived and written as work (anywhere); the
+    // name kept and the fingerprint taken when done. done hears the outcome on this side.
+    Job backupJob(const std::string& directory, std::function<void(const Backup&)> done);
+    // Replaces the document with one made from a copy of it by a job (readings imported): nothing is
+    // validated or fingerprinted again, as a restore would be.
+    void adoptDocument(Value document);
 
     // The document's shape: it changes whenever values that an open editor points into may move or
     // go (the document replaced, meters added, deleted or moved, readings imported).
@@ -117,6 +123,15 @@ private:
     std::vector<Alert> alerts_;
     PreferencesStore::LoadReport loadReport_;
 };
+
+// Writes a backup of a document (its "filename" already set to name) into a folder: the archive with
+// the hash in its slot, written atomically. Touches nothing but its arguments and the folder, so a job
+// may run it anywhere. Answers the document's change fingerprint, or an error.
+struct BackupWritten {
+    std::optional<std::string> error;
+    std::string fingerprint;
+};
+BackupWritten writeBackup(const Value& document, const std::string& directory, const std::string& name);
 
 // The 14 keys of view state and preferences that the change fingerprint leaves out.
 std::string MD5StringOfSettings(const Value& document);

@@ -1,6 +1,50 @@
 #include "ui/screen.h"
 
+#include <filesystem>
+
 namespace numbrel {
+
+namespace {
+
+// The row at a position of the screen as it is now, if there is one.
+std::optional<Row> rowAt(const Screen& screen, int section, int row) {
+    std::vector<Section> all = screen.sections();
+    if (section < 0 || section >= static_cast<int>(all.size())) return std::nullopt;
+    std::vector<Row>& rows = all[static_cast<std::size_t>(section)].rows;
+    if (row < 0 || row >= static_cast<int>(rows.size())) return std::nullopt;
+    return std::move(rows[static_cast<std::size_t>(row)]);
+}
+
+}  // namespace
+
+std::string Navigator::temporaryFolder() const {
+    std::error_code ec;
+    std::filesystem::path dir = std::filesystem::temp_directory_path(ec) / "numbrel";
+    std::filesystem::create_directories(dir, ec);
+    return dir.string();
+}
+
+void Screen::selectRow(int section, int row) {
+    if (std::optional<Row> r = rowAt(*this, section, row)) select(*r);
+}
+
+std::optional<ValueEdit> Screen::editFor(int section, int row) {
+    if (std::optional<Row> r = rowAt(*this, section, row)) return edit(*r);
+    return std::nullopt;
+}
+
+void Screen::commitDelete(int section, int row) {
+    if (std::optional<Row> r = rowAt(*this, section, row)) remove(*r);
+}
+
+void Screen::showInfo(int section, int row) {
+    if (std::optional<Row> r = rowAt(*this, section, row)) info(*r);
+}
+
+bool Screen::moveRow(int section, int from, int to) {
+    std::optional<Row> r = rowAt(*this, section, from);
+    return r && r->movable && rowAt(*this, section, to) && move(*r, to);
+}
 
 const Row* findRow(const std::vector<Section>& sections, const std::string& label) {
     for (const Section& s : sections)

@@ -12,7 +12,9 @@
 
 namespace numbrel {
 
-enum class Accessory { None, Disclosure, Check, Switch, Segments };
+// What sits at a row's right: a chevron, a check mark, a switch, a segmented control in place of the
+// label, or an info button that opens the row's details (a meter's rates) apart from selecting it.
+enum class Accessory { None, Disclosure, Check, Switch, Segments, Info };
 
 struct RowColor {
     double r = 0, g = 0, b = 0;
@@ -32,6 +34,14 @@ struct Row {
     std::optional<RowColor> color;  // the label's colour when not the default
     bool deletable = false;         // editing mode offers to delete the row
     bool swipeDeletes = false;      // a swipe to the left offers to delete the row
+    bool movable = false;           // editing mode offers to move the row up or down
+    bool checked = false;           // a check mark beside another accessory (the meter shown)
+    // What the row stands for, in its screen's own terms (an enum of the screen), and which one where
+    // there are several (a register, a step, a file): selecting, editing or deleting the row acts on
+    // these, never on the row's position, so that rows added or hidden later cannot shift another
+    // row's behaviour.
+    int action = 0;
+    int index = 0;
 };
 
 struct Section {
@@ -76,32 +86,71 @@ struct Mail {
     std::string attachmentPath;
 };
 
-// What a screen asks of whoever shows it.
+// How far long work has come (0 to 1); answering false asks it to stop.
+using Progress = std::function<bool(double done)>;
+
+// Work that may take longer than a frame. work runs wherever the front end likes (a worker thread in
+// the app) on its own input only: copies and files, never the live document. It answers what to do
+// with its result, which runs on the screen's own thread, and only if the screen that asked still
+// exists.
+struct Job {
+    std::string title;         // said while it runs ("Restoring…")
+    bool cancellable = false;  // a Cancel button stops it through its progress
+    std::function<std::function<void()>(const Progress& progress)> work;
+};
+
+// What a screen asks of whoever shows it. Everything a screen asks for while it acts (pops, alerts,
+// jobs) concerns that screen: answers and results come back to it.
 class Navigator {
 public:
     virtual ~Navigator() = default;
-    // The mail composer, where the platform has one.
-    virtual bool canSendMail() const { return false; }
-    virtual void composeMail(const Mail& /*mail*/) {}
     virtual void push(std::unique_ptr<Screen> screen) = 0;
+    // Closes the screen that is acting, once its action has returned.
     virtual void pop() = 0;
     virtual void present(const Alert& alert) = 0;
     virtual void dismiss() = 0;  // closes the presented screen or alert
     virtual void openUrl(const std::string& url) = 0;
+    // The mail composer, where the platform has one.
+    virtual bool canSendMail() const { return false; }
+    virtual void composeMail(const Mail& /*mail*/) {}
+    // Long work (see Job). Without a better place it runs here and now.
+    virtual void run(Job job) {
+        if (std::function<void()> apply = job.work(Progress{})) apply();
+    }
+    // A file chooser, where the platform has one: files to open, or where to save one (a name is
+    // suggested). chosen gets the paths picked, and is not called when the user cancels.
+    struct FileChoice {
+        bool save = false;
+        std::string name;
+    };
+    virtual bool canChooseFiles() const { return false; }
+    virtual void chooseFiles(const FileChoice& /*choice*/,
+                             std::function<void(const std::vector<std::string>& paths)> /*chosen*/) {}
+    // A folder for files handed to other programs (a mail's attachment).
+    virtual std::string temporaryFolder() const;
 };
 
-// A table screen: title, sections, and the user's actions on them.
+// A table screen: title, sections, and the user's actions on them. Actions on a row name it by its
+// position as shown; the screen looks the row up and acts on what the row stands for.
 class Screen {
 public:
     virtual ~Screen() = default;
     virtual std::string title() const = 0;
     virtual std::vector<Section> sections() const = 0;
-    virtual void selectRow(int /*section*/, int /*row*/) {}
+
+    void selectRow(int section, int row);
+    // The value a row edits, when it edits one in place.
+    std::optional<ValueEdit> editFor(int section, int row);
+    // The delete button of a row (editing mode or a swipe) was pressed.
+    void commitDelete(int section, int row);
+    // A row's info button was pressed.
+    void showInfo(int section, int row);
+    // Moves a row (editing mode) to another position of its section; false when it may not go there.
+    bool moveRow(int section, int from, int to);
+
     virtual void flipSwitch(int /*tag*/, bool /*on*/) {}
     virtual void chooseSegment(int /*tag*/, int /*index*/) {}
     virtual void answerAlert(int /*tag*/, int /*button*/) {}
-    // The value a row edits, when it edits one in place.
-    virtual std::optional<ValueEdit> editFor(int /*section*/, int /*row*/) { return std::nullopt; }
     // A delete button in the bar, and what it does.
     virtual bool canDelete() const { return false; }
     virtual void deleteAction() {}
@@ -109,7 +158,15 @@ public:
     virtual bool canEdit() const { return false; }
     virtual bool isEditing() const { return false; }
     virtual void setEditing(bool /*on*/) {}
-    virtual void commitDelete(int /*section*/, int /*row*/) {}
+    // The user leaves the screen (Back, Done, Cancel); the screen closes itself once this returns.
+    virtual void closeAction() {}
+
+protected:
+    virtual void select(const Row& /*row*/) {}
+    virtual std::optional<ValueEdit> edit(const Row& /*row*/) { return std::nullopt; }
+    virtual void remove(const Row& /*row*/) {}
+    virtual void info(const Row& /*row*/) {}
+    virtual bool move(const Row& /*row*/, int /*to*/) { return false; }
 };
 
 // The row a label sits on, or null. Not for a temporary list of sections: the row would dangle.

@@ -55,7 +55,7 @@ TEST_F(TariffEditor, SteppedAndMonthlyRows) {
     auto s = editor.sections();
     EXPECT_EQ(labels(s[3]), (std::vector<std::string>{"Initial units", "Rate", "Stepped", "Monthly"}));
     EXPECT_EQ(s[3].rows[0].detail, "all");
-    std::optional<TariffViewController::Edit> units = editor.editFor(3, 0);
+    std::optional<ValueEdit> units = editor.editFor(3, 0);
     ASSERT_TRUE(units);
     EXPECT_EQ(units->period, "day");
     EXPECT_TRUE(units->apply("100", "month"));
@@ -150,7 +150,7 @@ TEST_F(TariffEditor, TheRateChangeScreen) {
     EXPECT_EQ(s[0].rows[0].label, "To");
     EXPECT_EQ(s[0].rows[0].detail, "23/11/2026");
     EXPECT_EQ(s[2].header, "Per Unit Rates");
-    EXPECT_EQ(s[2].rows[1].tag, 21);  // switches carry their own section number
+    EXPECT_EQ(s[2].rows[1].tag, 31);  // the first register's "Stepped", as on the meter's own screen
 
     // A rate edited here changes the rate change, not the meter.
     ASSERT_TRUE(rates.editFor(2, 0));
@@ -158,7 +158,7 @@ TEST_F(TariffEditor, TheRateChangeScreen) {
     const Value& copy = meter().find("previous")->array()[0];
     EXPECT_EQ(realOf(copy.find("tariffs")->array()[0].find("rates")->array()[0], "rate"), 0.5);
     EXPECT_EQ(realOf(meter().find("tariffs")->array()[0].find("rates")->array()[0], "rate"), 0.0);
-    rates.flipSwitch(21, true);
+    rates.flipSwitch(31, true);
     EXPECT_TRUE(boolOf(copy.find("tariffs")->array()[0], "stepped"));
     EXPECT_FALSE(boolOf(meter().find("tariffs")->array()[0], "stepped"));
 
@@ -191,7 +191,8 @@ TEST_F(TariffEditor, AnEditorLeftOpenWhileTheDocumentChangesWritesNothing) {
     MetersViewController meters(app_, nav_);
     std::optional<ValueEdit> rate = TariffViewController(app_, nav_, 2).editFor(3, 0);
     ASSERT_TRUE(rate);
-    meters.deleteRow(0);
+    meters.setEditing(true);
+    meters.commitDelete(0, 0);
     EXPECT_FALSE(rate->apply("9", ""));
     EXPECT_EQ(app_.settings().find("settings")->array().size(), 2u);
     EXPECT_NE(

@@ -5,6 +5,7 @@
 #include "store/app_delegate.h"
 #include "store/document.h"
 #include "support/app_fixture.h"
+#include "support/fake_navigator.h"
 #include "support/test_support.h"
 
 namespace numbrel {
@@ -21,10 +22,11 @@ protected:
             .insert(meter(m).find("readings")->array().begin(),
                     Value::makeDictionary({{"date", at(when)}, {"reading", Value(Array{v, 0.0, 0.0})}}));
     }
+    test::FakeNavigator nav_;
 };
 
 TEST_F(MainScreen, ToolbarSegmentsAndTheirRules) {
-    RootViewController root(app_);
+    RootViewController root(app_, nav_, dir_.path().string());
     auto bar = root.toolbar();
     ASSERT_EQ(bar.size(), 1u);  // one register, upright: periods only
     EXPECT_EQ(bar[0].tag, 2);
@@ -55,7 +57,7 @@ TEST_F(MainScreen, ToolbarSegmentsAndTheirRules) {
 }
 
 TEST_F(MainScreen, PagesRowsAndGraphs) {
-    RootViewController root(app_);
+    RootViewController root(app_, nav_, dir_.path().string());
     EXPECT_EQ(root.numberOfPages(), 3);
     addReading(0, "2026-11-01T08:00:00Z", 100);
     addReading(0, "2026-11-11T08:00:00Z", 150);
@@ -95,23 +97,51 @@ TEST_F(MainScreen, PagesRowsAndGraphs) {
 }
 
 TEST_F(MainScreen, TourThenTheReviewQuestion) {
-    RootViewController root(app_);
+    RootViewController root(app_, nav_, dir_.path().string());
     int tours = 0;
     root.setTourHook([&] { ++tours; });
-    EXPECT_FALSE(root.appearAction());  // "tour" is on at first start
+    root.appearAction();  // "tour" is on at first start
     EXPECT_EQ(tours, 1);
+    EXPECT_TRUE(nav_.alerts.empty());
     app_.settings().set("tour", false);
-    EXPECT_FALSE(root.appearAction());  // the review date (30 days on) has not come
+    root.appearAction();  // the review date (30 days on) has not come
+    EXPECT_TRUE(nav_.alerts.empty());
     app_.settings().set("review", at("2026-11-01T00:00:00Z"));
-    std::optional<Alert> question = root.appearAction();
-    ASSERT_TRUE(question);
-    EXPECT_EQ(question->title, "iTunes Review");
-    EXPECT_EQ(question->buttons, (std::vector<std::string>{"No Thanks!", "OK", "Remind Me Later"}));
-    root.answerReview(2);
+    root.appearAction();
+    ASSERT_EQ(nav_.alerts.size(), 1u);
+    EXPECT_EQ(nav_.alerts[0].title, "iTunes Review");
+    EXPECT_EQ(nav_.alerts[0].buttons, (std::vector<std::string>{"No Thanks!", "OK", "Remind Me Later"}));
+    root.answerAlert(RootViewController::kReviewTag, 2);
     EXPECT_EQ(app_.settings().find("review")->date(), at("2026-11-29T12:00:00Z"));
-    root.answerReview(0);
+    root.answerAlert(RootViewController::kReviewTag, 0);
     EXPECT_EQ(app_.settings().find("review")->date(), kDistantFuture);
-    EXPECT_FALSE(root.appearAction());
+    root.appearAction();
+    EXPECT_EQ(nav_.alerts.size(), 1u);
+}
+
+TEST_F(MainScreen, PageRowsOpenTheirScreensByWhatTheyAre) {
+    RootViewController root(app_, nav_, dir_.path().string());
+    root.selectPageRow(0, 0, 0);  // Readings, but there are none: nothing opens
+    EXPECT_TRUE(nav_.pushed.empty());
+    for (const char* when : {"2026-10-01T08:00:00Z", "2026-11-01T08:00:00Z"})
+        meter(0)
+            .find("readings")
+            ->array()
+            .insert(meter(0).find("readings")->array().begin(),
+                    Value::makeDictionary({{"date", at(when)}, {"reading", Value(Array{100.0, 0.0, 0.0})}}));
+    std::vector<Section> s = root.sections(0);
+    ASSERT_EQ(s[0].rows[0].action, RootViewController::kReadingsRow);
+    ASSERT_EQ(s[0].rows[2].action, RootViewController::kCurrentRow);
+    root.selectPageRow(0, 0, 0);
+    root.selectPageRow(0, 0, 2);
+    root.selectPageRow(0, 0, 1);  // Change: nothing
+    ASSERT_EQ(nav_.pushed.size(), 2u);
+    EXPECT_EQ(nav_.pushed[0]->title(), "Readings");
+    EXPECT_EQ(nav_.pushed[1]->title(), "Current");
+    root.settingsAction();
+    EXPECT_EQ(nav_.alerts.back().buttons, (std::vector<std::string>{"Backups", "Cancel"}));
+    root.answerAlert(RootViewController::kSettingsSheetTag, 0);
+    EXPECT_EQ(nav_.pushed.back()->title(), "Backups");
 }
 
 TEST_F(MainScreen, LatestBackupLine) {
@@ -121,7 +151,7 @@ TEST_F(MainScreen, LatestBackupLine) {
         test::writeFile(dir_.file(name), "x");
     // "NB2015…" sorts first but does not begin with "nb"; 1999 is before 2001.
     EXPECT_EQ(latestBackupLine(dir_.path().string(), app_.environment()), "Latest Backup: 05/03/2014");
-    RootViewController root(app_);
+    RootViewController root(app_, nav_, dir_.path().string());
     Alert sheet = root.settingsSheet(dir_.path().string());
     EXPECT_TRUE(sheet.actionSheet);
     EXPECT_EQ(sheet.title, "Latest Backup: 05/03/2014");

@@ -119,7 +119,7 @@ TEST_F(ReadingEntry, TypingOnTheWheelsGoesFromTheLeft) {
 }
 
 TEST_F(ReadingEntry, AddingToEveryMeterWithNextMeter) {
-    RootViewController root(app_);
+    RootViewController root(app_, nav_);
     EXPECT_EQ(detailOf(root.sections(0), "Readings"), "None");
     app_.settings().set("keyboard", true);
     AddViewController add(app_, nav_, 0);
@@ -176,7 +176,7 @@ TEST_F(ReadingEntry, SavingKeepsDateOrderAndEditsMove) {
     EXPECT_TRUE(boolOf(meter(0).find("readings")->array()[0], "ticked"));
     EXPECT_EQ(nav_.dismissals, 3);  // "next" is off: every save closes
 
-    RootViewController root(app_);
+    RootViewController root(app_, nav_);
     EXPECT_EQ(detailOf(root.sections(0), "Change"), "∆ 100.0 kWh, £0.00");
 
     // Edit the oldest into first place.

@@ -26,12 +26,12 @@ protected:
 
 TEST_F(ReadingsList, SectionsByMonthAcrossYears) {
     ReadingsViewController list(app_, nav_, 0);
-    ASSERT_EQ(list.sections().size(), 1u);  // an empty meter: one empty section
-    EXPECT_TRUE(list.sections()[0].rows.empty());
+    ASSERT_EQ(list.readingSections().size(), 1u);  // an empty meter: one empty section
+    EXPECT_TRUE(list.readingSections()[0].rows.empty());
     add("2026-03-10T08:00:00Z", 300);
     add("2026-03-01T08:00:00Z", 200);
     add("2025-03-20T08:00:00Z", 100);
-    auto sections = list.sections();
+    auto sections = list.readingSections();
     ASSERT_EQ(sections.size(), 2u);  // the same month in two years: two sections
     EXPECT_EQ(sections[0].title, "March 2026");
     EXPECT_EQ(sections[1].title, "March 2025");
@@ -40,9 +40,9 @@ TEST_F(ReadingsList, SectionsByMonthAcrossYears) {
     EXPECT_EQ(sections[0].rows[0].usage, "100.0 kWh");  // the whole interval
     EXPECT_EQ(sections[1].rows[0].usage, "");           // the oldest closes no interval
     list.periodAction(1);
-    EXPECT_EQ(list.sections()[0].rows[0].usage, "11.1 kWh");  // per day over 9 days
+    EXPECT_EQ(list.readingSections()[0].rows[0].usage, "11.1 kWh");  // per day over 9 days
     list.periodAction(3);
-    EXPECT_EQ(list.sections()[0].rows[0].usage, "338.0 kWh");  // x 365/12
+    EXPECT_EQ(list.readingSections()[0].rows[0].usage, "338.0 kWh");  // x 365/12
 }
 
 TEST_F(ReadingsList, BillFigures) {
@@ -71,7 +71,7 @@ TEST_F(ReadingsList, BillFigures) {
     list.answerUsageSheet(2);
     EXPECT_TRUE(list.bills());
     EXPECT_EQ(list.title(), "Bills");
-    auto sections = list.sections();
+    auto sections = list.readingSections();
     EXPECT_EQ(sections[0].rows.size(), 1u);
     EXPECT_EQ(sections[0].rows[0].usage, "100.0 kWh");
     EXPECT_TRUE(sections[0].rows[0].bill);
