@@ -79,6 +79,8 @@ void TableModel::refresh() {
         canDelete_ = screen->canDelete();
         canEdit_ = screen->canEdit();
         editing_ = screen->isEditing();
+        backLabel_ = qs(screen->backLabel());
+        hasDone_ = screen->hasDone();
     }
     bool sameShape = items.size() == items_.size();
     for (std::size_t i = 0; sameShape && i < items.size(); ++i)
@@ -170,6 +172,8 @@ QVariant TableModel::data(const QModelIndex& index, int role) const {
             return item->row < 0;
         case CanMoveUpRole:
             return r.movable && item->row > 0;
+        case AddsRole:
+            return r.adds;
         case CanMoveDownRole: {
             // Not below the last movable row of the section (an add row stays last).
             const Item* below = itemAt(index.row() + 1);
@@ -203,7 +207,8 @@ QHash<int, QByteArray> TableModel::roleNames() const {
             {LastRole, "last"},
             {PlaceholderRole, "placeholder"},
             {CanMoveUpRole, "canMoveUp"},
-            {CanMoveDownRole, "canMoveDown"}};
+            {CanMoveDownRole, "canMoveDown"},
+            {AddsRole, "adds"}};
 }
 
 void TableModel::act(const std::function<void(Screen&)>& action) {

@@ -48,6 +48,8 @@ class TableModel : public QAbstractListModel, public ScreenModel {
     Q_PROPERTY(bool canEdit READ canEdit NOTIFY changed)
     Q_PROPERTY(bool editing READ editing NOTIFY changed)
     Q_PROPERTY(bool takesFiles READ takesFiles CONSTANT)
+    Q_PROPERTY(QString backLabel READ backLabel NOTIFY changed)
+    Q_PROPERTY(bool hasDone READ hasDone NOTIFY changed)
     Q_PROPERTY(int count READ count NOTIFY changed)
 
 public:
@@ -75,6 +77,7 @@ public:
         PlaceholderRole,  // a section without rows, for its header and footer
         CanMoveUpRole,
         CanMoveDownRole,
+        AddsRole,
     };
 
     // The rows of a screen of the stack.
@@ -91,6 +94,8 @@ public:
     bool canEdit() const { return canEdit_; }
     bool editing() const { return editing_; }
     bool takesFiles() const;
+    QString backLabel() const { return backLabel_; }
+    bool hasDone() const { return hasDone_; }
     int count() const { return static_cast<int>(items_.size()); }
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -143,7 +148,8 @@ private:
     Select select_;
     std::vector<Item> items_;
     QString title_;
-    bool canDelete_ = false, canEdit_ = false, editing_ = false;
+    bool canDelete_ = false, canEdit_ = false, editing_ = false, hasDone_ = false;
+    QString backLabel_;
 };
 
 }  // namespace numbrel::app

@@ -42,7 +42,7 @@ Page {
         ColumnLayout {
             spacing: 0
             Layout.fillWidth: true
-            Layout.topMargin: -20
+            Layout.topMargin: -16
             Repeater {
                 model: entry.model
                 delegate: TableRow {

@@ -49,13 +49,14 @@ Page {
         property int graphCount: 0
         ColumnLayout {
             anchors.fill: parent
-            anchors.topMargin: -12
+            anchors.topMargin: -4
             spacing: 0
             Repeater {
                 model: meterPage.table
                 delegate: TableRow {
                     Layout.fillWidth: true
                     table: meterPage.table
+                    sectionGap: 12
                 }
             }
             Item { Layout.preferredHeight: 12 }
@@ -65,7 +66,7 @@ Page {
                     required property int index
                     Layout.fillWidth: true
                     Layout.fillHeight: true
-                    Layout.bottomMargin: 4
+                    Layout.bottomMargin: 16
                     color: "white"
                     GraphItem {
                         id: graph

@@ -22,7 +22,6 @@ Page {
     ListView {
         id: list
         anchors.fill: parent
-        topMargin: 8
         model: readings.model
         boundsBehavior: Flickable.StopAtBounds
         ScrollBar.vertical: ScrollBar {}

@@ -90,7 +90,7 @@ QtObject {
         if (what === "date") { tariff(); select(qsTr("Add rate change")); answer(1); select(qsTr("Rates to")); top().select(top().firstOf(0)) }
         if (what === "postcode") { tariff(); select(qsTr("Postcode")) }
         if (what === "notes") { tariff(); select(qsTr("Notes")) }
-        if (what === "type") { tariff(); select(qsTr("Type")); top().select(1); top().select(top().firstOf(2) + 1) }
+        if (what === "type") { tariff(); select(qsTr("Type")); top().select(top().firstOf(1) + 1); top().select(top().firstOf(2) + 1) }
         if (what === "savedialog") { pageRow(qsTr("Readings")); top().exportAction(); answer(0) }
     }
 }

@@ -10,13 +10,15 @@ Page {
     required property var model  // a TableModel
     background: Rectangle { color: Theme.background }
     property string pageTitle: model.title
-    property string leftText: "‹ " + qsTr("Back")
+    property string leftText: model.backLabel !== "" ? "‹ " + model.backLabel : ""
     property string rightText: model.canDelete ? qsTr("Delete")
-                               : model.canEdit ? (model.editing ? qsTr("Done") : qsTr("Edit")) : ""
+                               : model.canEdit ? (model.editing ? qsTr("Done") : qsTr("Edit"))
+                               : model.hasDone ? qsTr("Done") : ""
     function leftAction() { Navigation.back() }
     function rightAction() {
         if (model.canDelete) model.deleteAction()
-        else model.setEditing(!model.editing)
+        else if (model.canEdit) model.setEditing(!model.editing)
+        else Navigation.back()
     }
 
     // The backups screen takes files dropped on the page.
@@ -33,6 +35,7 @@ Page {
     ListView {
         id: list
         anchors.fill: parent
+        topMargin: 4
         bottomMargin: 24
         model: page.model
         boundsBehavior: Flickable.StopAtBounds

@@ -25,12 +25,14 @@ ColumnLayout {
     required property bool checked
     required property bool canMoveUp
     required property bool canMoveDown
+    required property bool adds
     required property string header
     required property string footer
     required property bool first
     required property bool last
     required property bool placeholder
     property bool swiped: false
+    property int sectionGap: 16  // above a section without a header
     spacing: 0
 
     Label {
@@ -39,10 +41,10 @@ ColumnLayout {
         color: Theme.footer
         font.pixelSize: 13
         Layout.leftMargin: 16
-        Layout.topMargin: 20
+        Layout.topMargin: 24
         Layout.bottomMargin: 6
     }
-    Item { visible: item.first && item.header === ""; Layout.preferredHeight: 20 }
+    Item { visible: item.first && item.header === ""; Layout.preferredHeight: item.sectionGap }
     Rectangle { visible: item.first && !item.placeholder; Layout.fillWidth: true; height: 1; color: Theme.separator }
     Rectangle {
         id: rowItem
@@ -76,6 +78,13 @@ ColumnLayout {
                 Layout.preferredWidth: 32
                 rotation: item.swiped ? 90 : 0
                 onClicked: item.swiped = !item.swiped
+            }
+            ColouredButton {
+                visible: item.adds
+                text: "+"
+                colour: "#34c759"
+                Layout.preferredWidth: 32
+                onClicked: item.table.select(item.index)
             }
             Label {
                 visible: item.accessory !== "segments"

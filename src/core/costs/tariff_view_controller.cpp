@@ -302,6 +302,10 @@ void TariffViewController::answerAlert(int tag, int button) {
         addRateChange(meter(), app_.calendar(), app_.environment().now());
 }
 
+std::string TariffViewController::backLabel() const {
+    return previous_ < 0 ? tr("Meters") : tr("Back");
+}
+
 void TariffViewController::doneAction() {
     app_.settings().set("meter", meter_);
 }

@@ -27,6 +27,9 @@ public:
     // Done: the main screen shows this meter.
     void doneAction();
     void closeAction() override { doneAction(); }
+    // A meter's rates go back to the meters list, or are done; a rate change goes back to them.
+    std::string backLabel() const override;
+    bool hasDone() const override { return previous_ < 0; }
 
     // The rate-change screen's delete button: asks "Delete Rates" first.
     bool canDelete() const override { return previous_ >= 0; }

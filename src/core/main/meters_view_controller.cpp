@@ -44,6 +44,7 @@ std::vector<Section> MetersViewController::sections() const {
     if (editing_) {
         Row add{tr("Select to add new meter"), ""};
         add.action = kAdd;
+        add.adds = true;
         add.color = RowColor{0.0039, 0.4824, 1.0};
         s.rows.push_back(add);
     }

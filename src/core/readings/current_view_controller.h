@@ -21,6 +21,9 @@ public:
 
     std::string title() const override;
     std::vector<Section> sections() const override;
+    // A summary to read and close.
+    std::string backLabel() const override { return {}; }
+    bool hasDone() const override { return true; }
 
 private:
     NumbrelAppDelegate& app_;

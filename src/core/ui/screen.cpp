@@ -1,5 +1,7 @@
 #include "ui/screen.h"
 
+#include "ui/localize.h"
+
 #include <filesystem>
 
 namespace numbrel {
@@ -56,6 +58,10 @@ const Row* findRow(const std::vector<Section>& sections, const std::string& labe
 std::string detailOf(const std::vector<Section>& sections, const std::string& label) {
     const Row* row = findRow(sections, label);
     return row ? row->detail : std::string();
+}
+
+std::string Screen::backLabel() const {
+    return tr("Back");
 }
 
 }  // namespace numbrel

@@ -36,6 +36,7 @@ struct Row {
     bool swipeDeletes = false;      // a swipe to the left offers to delete the row
     bool movable = false;           // editing mode offers to move the row up or down
     bool checked = false;           // a check mark beside another accessory (the meter shown)
+    bool adds = false;              // editing mode shows a green "+" that does what selecting does
     // What the row stands for, in its screen's own terms (an enum of the screen), and which one where
     // there are several (a register, a step, a file): selecting, editing or deleting the row acts on
     // these, never on the row's position, so that rows added or hidden later cannot shift another
@@ -160,6 +161,10 @@ public:
     virtual void setEditing(bool /*on*/) {}
     // The user leaves the screen (Back, Done, Cancel); the screen closes itself once this returns.
     virtual void closeAction() {}
+    // The bar's way out: the back button's word ("" for none), and whether a Done button closes the
+    // screen too (where the bar has no Delete or Edit).
+    virtual std::string backLabel() const;
+    virtual bool hasDone() const { return false; }
 
 protected:
     virtual void select(const Row& /*row*/) {}
