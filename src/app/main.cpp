@@ -75,8 +75,8 @@ int main(int argc, char** argv) {
     QCommandLineOption size("size", "Window size for --screenshot.", "WxH", "390x844");
     QCommandLineOption firstFrame("first-frame", "Print \"first frame\" once the window is drawn, and exit.");
     QCommandLineOption show("show",
-                            "With --screenshot: open a screen first (\"entry\", \"sheet\", \"backups\" ..., "
-                            "as scripts/screenshots uses them).",
+                            "Open a screen first (\"entry\", \"sheet\", \"backups\" ..., as "
+                            "scripts/screenshots uses them).",
                             "WHAT");
     QCommandLineOption uiTest("ui-test",
                               "Walk through the app as a user would, checking each step; then exit.");
@@ -202,5 +202,7 @@ int main(int argc, char** argv) {
         return QGuiApplication::exec();
     }
 
+    if (parser.isSet(show))
+        QMetaObject::invokeMethod(window, "showForScreenshot", Q_ARG(QVariant, parser.value(show)));
     return QGuiApplication::exec();
 }

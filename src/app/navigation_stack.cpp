@@ -1,7 +1,5 @@
 #include "navigation_stack.h"
 
-#include <QQmlEngine>
-
 #include "desktop.h"
 #include "entry_model.h"
 #include "job_runner.h"
@@ -77,7 +75,7 @@ void NavigationStack::pushed(Id id, Screen& screen) {
 
 void NavigationStack::popped(std::size_t depth) {
     // The screens are going: their models keep what they showed last, for the page on its way out,
-    // and go with it (QML owns them from now on).
+    // and go once that page has (release).
     std::vector<Id> left = ids();
     for (auto it = models_.begin(); it != models_.end();) {
         if (std::find(left.begin(), left.end(), it->first) != left.end()) {
@@ -86,8 +84,7 @@ void NavigationStack::popped(std::size_t depth) {
         }
         if (QObject* model = it->second.data()) {
             if (auto* screenModel = dynamic_cast<ScreenModel*>(model)) screenModel->screenGone();
-            model->setParent(nullptr);
-            QQmlEngine::setObjectOwnership(model, QQmlEngine::JavaScriptOwnership);
+            retired_.push_back(model);
         }
         it = models_.erase(it);
     }
@@ -144,6 +141,13 @@ void NavigationStack::filesChosen(int request, const QList<QUrl>& urls) {
     for (const QUrl& url : urls)
         paths.push_back((url.isLocalFile() ? url.toLocalFile() : url.toString()).toStdString());
     if (!paths.empty()) chosen(paths);
+}
+
+void NavigationStack::release(QObject* model) {
+    auto it = std::find(retired_.begin(), retired_.end(), model);
+    if (it == retired_.end()) return;
+    retired_.erase(it);
+    if (model) model->deleteLater();
 }
 
 std::string NavigationStack::temporaryFolder() const {

@@ -56,6 +56,8 @@ public:
     Q_INVOKABLE void answer(qulonglong ticket, int button) { ScreenStack::answer(ticket, button); }
     // The answer of a file dialog that filesRequested opened; cancelled: no paths.
     Q_INVOKABLE void filesChosen(int request, const QList<QUrl>& urls);
+    // A page is going: the model of its screen, when that screen has closed, goes after it.
+    Q_INVOKABLE void release(QObject* model);
 
     // Navigator
     void openUrl(const std::string& url) override;
@@ -91,6 +93,7 @@ private:
     std::string documentsDir_;
     MainModel* main_ = nullptr;
     std::map<Id, QPointer<QObject>> models_;
+    std::vector<QPointer<QObject>> retired_;  // closed screens' models, kept for their pages' way out
     std::map<int, std::function<void(const std::vector<std::string>&)>> choices_;
     int nextChoice_ = 1;
     mutable std::unique_ptr<QTemporaryDir> temporary_;  // mail attachments, removed when the app ends

@@ -7,6 +7,7 @@ import Numbrel
 Page {
     id: entry
     required property var model  // an EntryModel
+    Component.onDestruction: Navigation.release(model)
     background: Rectangle { color: Theme.background }
     property string pageTitle: model.title
     property string leftText: qsTr("Cancel")

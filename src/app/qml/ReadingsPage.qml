@@ -8,6 +8,7 @@ import Numbrel
 Page {
     id: readings
     required property var model  // a ReadingsModel
+    Component.onDestruction: Navigation.release(model)
     background: Rectangle { color: Theme.background }
     property bool editing: false
     property string pageTitle: model.title

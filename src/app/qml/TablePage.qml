@@ -8,6 +8,7 @@ import Numbrel
 Page {
     id: page
     required property var model  // a TableModel
+    Component.onDestruction: Navigation.release(model)
     background: Rectangle { color: Theme.background }
     property string pageTitle: model.title
     property string leftText: model.backLabel !== "" ? "‹ " + model.backLabel : ""

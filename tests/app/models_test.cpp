@@ -1,0 +1,232 @@
+// The app's models and navigation over a real document, without a window: every model passes Qt's
+// model checks through the changes a user makes, and work that comes back late (a job's result, an
+// editor's value, a chosen file) never reaches a screen that has gone.
+#include <gtest/gtest.h>
+#include <QAbstractItemModelTester>
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+
+#include "entry_model.h"
+#include "job_runner.h"
+#include "main_model.h"
+#include "navigation_stack.h"
+#include "readings_model.h"
+#include "support/app_fixture.h"
+#include "table_model.h"
+#include "value_editor.h"
+
+namespace numbrel::app {
+namespace {
+
+class AppModels : public test::AppFixture {
+protected:
+    AppModels() : editor_(app_.formatter()), stack_(app_, jobs_, editor_, dir_.path()) {
+        editor_.setStack(stack_);
+        QObject::connect(&stack_, &NavigationStack::alertRequested,
+                         [this](const QVariantMap& a) { alerts_.push_back(a); });
+    }
+    // Answers the last alert with a button, as the alert dialog does.
+    void answer(int button) { stack_.answer(alerts_.back().value("ticket").toULongLong(), button); }
+    QString lastTitle() const {
+        return alerts_.empty() ? QString() : alerts_.back().value("title").toString();
+    }
+    template <class Model>
+    Model* top() {
+        return qobject_cast<Model*>(stack_.topModel());
+    }
+    void checked(QAbstractItemModel* model) {
+        ASSERT_NE(model, nullptr);
+        new QAbstractItemModelTester(model, QAbstractItemModelTester::FailureReportingMode::Fatal, model);
+    }
+    void waitForJobs() {
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !jobs_.running(); }, 10000));
+        QCoreApplication::processEvents();
+    }
+
+    JobRunner jobs_;
+    ValueEditor editor_;
+    NavigationStack stack_;
+    std::vector<QVariantMap> alerts_;
+};
+
+TEST_F(AppModels, EveryModelHoldsUpThroughAUsersChanges) {
+    MainModel& main = *stack_.main();
+    checked(&main);
+    auto* page = qobject_cast<TableModel*>(main.table(0));
+    checked(page);
+    EXPECT_EQ(main.pageCount(), 3);  // a fresh store: electricity, gas and water
+    EXPECT_GE(page->find("Readings"), 0);
+
+    // The meters list: editing shows the add row, moves and a new meter change the rows.
+    main.metersAction();
+    auto* meters = top<TableModel>();
+    checked(meters);
+    meters->setEditing(true);
+    ASSERT_EQ(meters->count(), 4);
+    meters->move(0, 1);
+    EXPECT_EQ(meters->data(meters->index(1), TableModel::LabelRole).toString(), "Electricity");
+    meters->select(3);  // the add row: the name editor
+    ASSERT_TRUE(editor_.editing());
+    EXPECT_TRUE(editor_.apply("Oil", ""));
+    EXPECT_EQ(meters->count(), 5);
+    EXPECT_EQ(main.pageCount(), 3) << "the main screen reads the document once it is on top again";
+    stack_.back();
+    EXPECT_EQ(main.pageCount(), 4);
+
+    // Reading entry: typed digits turn the wheels in place; a save gives the readings list rows.
+    main.addAction();
+    auto* entry = top<EntryModel>();
+    checked(entry);
+    checked(qobject_cast<QAbstractItemModel*>(entry->wheels()));
+    for (int digit : {1, 2, 3, 4, 5, 6})
+        entry->typeKey(digit);
+    EXPECT_EQ(entry->reading(), "12345.6");
+    entry->save();
+    if (lastTitle() == "Reading Saved") answer(0);
+    ASSERT_EQ(stack_.depth(), 1u);
+    page->select(page->find("Readings"));
+    auto* readings = top<ReadingsModel>();
+    checked(readings);
+    ASSERT_EQ(readings->count(), 1);
+    readings->periodAction(1);
+    readings->deleteReading(0);  // the last one: the list closes
+    EXPECT_EQ(stack_.depth(), 1u);
+    EXPECT_EQ(readings->count(), 1) << "a closed screen's model keeps what its page showed last";
+}
+
+// Opens when the test says so; shared by a job and the test, never owned by a screen.
+struct Gate {
+    std::mutex mutex;
+    std::condition_variable wake;
+    bool open = false;
+    void release() {
+        std::lock_guard lock(mutex);
+        open = true;
+        wake.notify_all();
+    }
+    void wait() {
+        std::unique_lock lock(mutex);
+        wake.wait(lock, [this] { return open; });
+    }
+};
+
+// A screen whose row starts a job that waits for the gate, and whose Choose row asks for a file.
+class Waiting : public Screen {
+public:
+    Waiting(Navigator& navigator, std::vector<std::string>& log, std::shared_ptr<Gate> gate)
+        : navigator_(navigator), log_(log), gate_(std::move(gate)) {}
+    std::string title() const override { return "Waiting"; }
+    std::vector<Section> sections() const override {
+        Row start{"Start", ""}, choose{"Choose", ""}, value{"Value", ""};
+        start.action = 1;
+        choose.action = 2;
+        value.action = 3;
+        return {{"", "", {start, choose, value}}};
+    }
+
+protected:
+    void select(const Row& row) override {
+        if (row.action == 2) {
+            navigator_.chooseFiles({}, [this](const std::vector<std::string>& paths) {
+                log_.push_back("chose " + paths.front());
+            });
+            return;
+        }
+        Job job;
+        job.title = "Waiting";
+        job.work = [this, gate = gate_](const Progress&) -> std::function<void()> {
+            gate->wait();  // the work touches only what it was given
+            return [this] { log_.push_back("result applied"); };
+        };
+        navigator_.run(std::move(job));
+    }
+    std::optional<ValueEdit> edit(const Row& row) override {
+        if (row.action != 3) return std::nullopt;
+        ValueEdit e;
+        e.kind = EditKind::Text;
+        e.apply = [this](const std::string& text, const std::string&) {
+            log_.push_back("value " + text);
+            return true;
+        };
+        return e;
+    }
+
+private:
+    Navigator& navigator_;
+    std::vector<std::string>& log_;
+    std::shared_ptr<Gate> gate_;
+};
+
+TEST_F(AppModels, LateAnswersReachAScreenOnlyWhileItExists) {
+    std::vector<std::string> log;
+    for (bool closeFirst : {false, true}) {
+        SCOPED_TRACE(closeFirst ? "closed before the answers" : "open");
+        log.clear();
+        auto gate = std::make_shared<Gate>();
+        stack_.open(std::make_unique<Waiting>(stack_, log, gate));
+        auto* table = top<TableModel>();
+        QSignalSpy files(&stack_, &NavigationStack::filesRequested);
+        table->select(table->find("Choose"));
+        ASSERT_EQ(files.size(), 1);
+        table->select(table->find("Value"));
+        ASSERT_TRUE(editor_.editing());
+        table->select(table->find("Start"));
+        ASSERT_TRUE(jobs_.running());
+        if (closeFirst) stack_.back();
+        gate->release();
+        waitForJobs();
+        stack_.filesChosen(files.front().at(0).toInt(), {QUrl::fromLocalFile("/tmp/a.csv")});
+        const std::size_t alertsBefore = alerts_.size();
+        EXPECT_TRUE(editor_.apply("typed", ""));
+        if (closeFirst) {
+            EXPECT_TRUE(log.empty()) << log.front();
+            ASSERT_EQ(alerts_.size(), alertsBefore + 1) << "a value with nowhere to go is said";
+            EXPECT_EQ(lastTitle(), "Warning!");
+        } else {
+            EXPECT_EQ(log, (std::vector<std::string>{"result applied", "chose /tmp/a.csv", "value typed"}));
+            EXPECT_EQ(alerts_.size(), alertsBefore);
+            stack_.back();
+        }
+        EXPECT_EQ(stack_.depth(), 1u);
+    }
+}
+
+TEST_F(AppModels, AJobCanBeStoppedAndItsProgressIsSeen) {
+    Job job;
+    job.cancellable = true;
+    std::atomic<bool> stopped{false};
+    job.work = [&](const Progress& progress) -> std::function<void()> {
+        for (int step = 1; step <= 1000; ++step) {
+            if (!progress(step / 1000.0)) {
+                stopped = true;
+                return nullptr;
+            }
+            QThread::msleep(2);
+        }
+        return nullptr;
+    };
+    bool delivered = false;
+    jobs_.start(std::move(job), [&](std::function<void()> apply) { delivered = !apply; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return jobs_.progress() > 0.05; }, 5000));
+    EXPECT_TRUE(jobs_.cancellable());
+    jobs_.cancel();
+    waitForJobs();
+    EXPECT_TRUE(stopped);
+    EXPECT_TRUE(delivered);
+}
+
+}  // namespace
+}  // namespace numbrel::app
+
+int main(int argc, char** argv) {
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
