@@ -14,18 +14,16 @@ Dialog {
     readonly property var periods: ["day", "week", "month", "quarter", "year"]
     readonly property bool multiLine: edit.kind === "notes"
     readonly property bool isDate: edit.kind === "date"
+    parent: Overlay.overlay  // made in a Loader: shown over the whole window
     modal: true
     anchors.centerIn: Overlay.overlay
     width: Math.min(340, (parent ? parent.width : 372) - 32)
     title: edit.title
     standardButtons: Dialog.Cancel | Dialog.Save
-    Connections {
-        target: Editor
-        function onOpened() {
-            if (Editor.editing)
-                editor.show({ title: Editor.title, prompt: Editor.prompt, value: Editor.value, period: Editor.period, kind: Editor.kind,
-                              allowNegative: Editor.allowNegative, negative: Editor.negative, required: Editor.required })
-        }
+    // Shows what Editor holds now.
+    function showEditor() {
+        show({ title: Editor.title, prompt: Editor.prompt, value: Editor.value, period: Editor.period, kind: Editor.kind,
+               allowNegative: Editor.allowNegative, negative: Editor.negative, required: Editor.required })
     }
     function show(e) {
         edit = e

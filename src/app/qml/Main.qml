@@ -133,12 +133,25 @@ ApplicationWindow {
     }
     Loader { id: fileDialogs; active: false; source: "FileDialogs.qml" }
 
-    AlertDialog { id: alertDialog }
-    EditorDialog { id: editor }
-    ProgressDialog {}
+    // Alerts are shown by one dialog, made with the first of them.
+    Loader { id: alertLoader; active: false; sourceComponent: AlertDialog {} }
+    readonly property QtObject alertDialog: QtObject {
+        readonly property bool visible: alertLoader.item ? alertLoader.item.visible : false
+        readonly property var alert: alertLoader.item ? alertLoader.item.alert : ({})
+        function show(a) { alertLoader.active = true; alertLoader.item.show(a) }
+        function answer(button) { if (alertLoader.item) alertLoader.item.answer(button) }
+    }
+    // The editor and the progress dialog are made when first needed: the window starts sooner.
+    Loader { id: editorLoader; active: false; sourceComponent: EditorDialog {} }
+    readonly property var editor: editorLoader.item
+    Connections {
+        target: Editor
+        function onOpened() { if (Editor.editing) { editorLoader.active = true; editorLoader.item.showEditor() } }
+    }
+    Loader { active: Jobs.running; sourceComponent: ProgressDialog {} }
 
     // For the checks: the self-test and the screenshots drive the window through these.
-    SelfTest { id: selfTest; window: window; stack: stack; alerts: alertDialog; editor: editor; fileDialogs: fileDialogs }
+    SelfTest { id: selfTest; window: window; stack: stack; alerts: alertDialog; fileDialogs: fileDialogs }
     function selfTestStep(step) { return selfTest.step(step) }
     function showForScreenshot(what) { selfTest.show(what) }
 }

@@ -22,6 +22,13 @@ Page {
         onCurrentIndexChanged: page.model.pageAction(currentIndex)
         interactive: !holding
         property bool holding: false
+        // The neighbours of the page shown are made once the window has been drawn: it shows sooner.
+        property bool drawn: false
+        Connections {
+            target: page.Window.window
+            enabled: !pager.drawn
+            function onFrameSwapped() { pager.drawn = true }
+        }
 
         Repeater {
             model: page.model
@@ -32,7 +39,7 @@ Page {
                 required property int page
                 required property var table
                 required property int graphCount
-                active: Math.abs(page - pager.currentIndex) <= 1
+                active: Math.abs(page - pager.currentIndex) <= (pager.drawn ? 1 : 0)
                 sourceComponent: MeterPage {
                     page: pageLoader.page
                     table: pageLoader.table
@@ -122,7 +129,8 @@ Page {
             Item { Layout.fillWidth: true }
             ToolButton {
                 objectName: "gearButton"
-                icon.source: "qrc:/Numbrel/icons/gear.svg"
+                // Drawn from the second frame: reading an image loads every image format plugin.
+                icon.source: pager.drawn ? "qrc:/Numbrel/icons/gear.svg" : ""
                 icon.color: Theme.tint
                 onClicked: page.model.settingsAction()
             }

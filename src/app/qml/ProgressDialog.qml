@@ -7,6 +7,7 @@ import Numbrel
 // as it is until it arrives. Quick jobs finish before the dialog shows.
 Popup {
     id: popup
+    parent: Overlay.overlay  // made in a Loader: shown over the whole window
     modal: true
     closePolicy: Popup.NoAutoClose
     anchors.centerIn: parent

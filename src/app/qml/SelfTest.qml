@@ -9,7 +9,7 @@ QtObject {
     required property var window
     required property var stack
     required property var alerts
-    required property var editor
+    readonly property var editor: window.editor
     required property var fileDialogs
     readonly property var main: Navigation.main
 

@@ -7,7 +7,7 @@ import Numbrel
 // and the footer below the last. "−" (editing mode) or a swipe to the left shows the row's Delete
 // button, and only that deletes.
 ColumnLayout {
-    id: item
+    id: tableRow
     required property var table      // the TableModel
     required property int index
     required property string label
@@ -36,33 +36,33 @@ ColumnLayout {
     spacing: 0
 
     Label {
-        visible: item.header !== ""
-        text: item.header.toUpperCase()
+        visible: tableRow.header !== ""
+        text: tableRow.header.toUpperCase()
         color: Theme.footer
         font.pixelSize: 13
         Layout.leftMargin: 16
         Layout.topMargin: 24
         Layout.bottomMargin: 6
     }
-    Item { visible: item.first && item.header === ""; Layout.preferredHeight: item.sectionGap }
-    Rectangle { visible: item.first && !item.placeholder; Layout.fillWidth: true; height: 1; color: Theme.separator }
+    Item { visible: tableRow.first && tableRow.header === ""; Layout.preferredHeight: tableRow.sectionGap }
+    Rectangle { visible: tableRow.first && !tableRow.placeholder; Layout.fillWidth: true; height: 1; color: Theme.separator }
     Rectangle {
         id: rowItem
-        visible: !item.placeholder
+        visible: !tableRow.placeholder
         Layout.fillWidth: true
         Layout.preferredHeight: Theme.rowHeight
-        color: mouse.pressed && item.selectable ? "#d9d9d9" : Theme.row
+        color: mouse.pressed && tableRow.selectable ? "#d9d9d9" : Theme.row
         MouseArea {
             id: mouse
             anchors.fill: parent
-            enabled: item.selectable
+            enabled: tableRow.selectable
             property real pressX: 0
             onPressed: (e) => pressX = e.x
-            onReleased: (e) => { if (item.swipeDeletes && pressX - e.x > 40) item.swiped = true }
+            onReleased: (e) => { if (tableRow.swipeDeletes && pressX - e.x > 40) tableRow.swiped = true }
             onClicked: (e) => {
                 if (Math.abs(pressX - e.x) > 40) return
-                if (item.swiped) item.swiped = false
-                else item.table.select(item.index)
+                if (tableRow.swiped) tableRow.swiped = false
+                else tableRow.table.select(tableRow.index)
             }
         }
         RowLayout {
@@ -70,69 +70,96 @@ ColumnLayout {
             anchors.leftMargin: 16
             anchors.rightMargin: 12
             spacing: 8
-            ColouredButton {
-                objectName: "minus-" + item.index
-                visible: item.deletable
-                text: "−"
-                colour: "#ff3b30"
+            // Controls that few rows have are made only on the rows that have them.
+            Loader {
+                active: tableRow.deletable
+                visible: active
                 Layout.preferredWidth: 32
-                rotation: item.swiped ? 90 : 0
-                onClicked: item.swiped = !item.swiped
+                sourceComponent: ColouredButton {
+                    objectName: "minus-" + tableRow.index
+                    text: "−"
+                    colour: "#ff3b30"
+                    rotation: tableRow.swiped ? 90 : 0
+                    onClicked: tableRow.swiped = !tableRow.swiped
+                }
             }
-            ColouredButton {
-                visible: item.adds
-                text: "+"
-                colour: "#34c759"
+            Loader {
+                active: tableRow.adds
+                visible: active
                 Layout.preferredWidth: 32
-                onClicked: item.table.select(item.index)
+                sourceComponent: ColouredButton {
+                    text: "+"
+                    colour: "#34c759"
+                    onClicked: tableRow.table.select(tableRow.index)
+                }
             }
             Label {
-                visible: item.accessory !== "segments"
-                text: item.label
+                visible: tableRow.accessory !== "segments"
+                text: tableRow.label
                 font.pixelSize: 16
-                color: !item.rowEnabled ? Theme.detail : item.colour.valid ? item.colour : Theme.label
+                color: !tableRow.rowEnabled ? Theme.detail : tableRow.colour.valid ? tableRow.colour : Theme.label
             }
-            SegmentedControl {
-                visible: item.accessory === "segments"
-                items: item.segments
-                selected: item.selectedSegment
-                onChosen: (i) => item.table.chooseSegment(item.tag, i)
+            Loader {
+                active: tableRow.accessory === "segments"
+                visible: active
+                sourceComponent: SegmentedControl {
+                    items: tableRow.segments
+                    selected: tableRow.selectedSegment
+                    onChosen: (i) => tableRow.table.chooseSegment(tableRow.tag, i)
+                }
             }
             Label {
-                text: item.detail
+                text: tableRow.detail
                 color: Theme.detail
                 font.pixelSize: 15
                 horizontalAlignment: Text.AlignRight
                 elide: Text.ElideLeft
                 Layout.fillWidth: true
             }
-            ToolButton { visible: item.canMoveUp; text: "▲"; onClicked: item.table.move(item.index, -1) }
-            ToolButton { visible: item.canMoveDown; text: "▼"; onClicked: item.table.move(item.index, 1) }
-            Switch {
-                visible: item.accessory === "switch"
-                enabled: item.rowEnabled
-                checked: item.on
-                onToggled: item.table.flip(item.tag, checked)
+            Loader {
+                active: tableRow.canMoveUp
+                visible: active
+                sourceComponent: ToolButton { text: "▲"; onClicked: tableRow.table.move(tableRow.index, -1) }
             }
-            Label { visible: item.accessory === "disclosure"; text: "›"; color: Theme.separator; font.pixelSize: 26 }
-            Label { visible: item.checked; text: "✓"; color: Theme.tint; font.pixelSize: 18 }
-            ToolButton {
-                objectName: "info-" + item.index
-                visible: item.accessory === "info"
-                icon.source: "qrc:/Numbrel/icons/info.svg"
-                icon.color: Theme.tint
-                onClicked: item.table.info(item.index)
+            Loader {
+                active: tableRow.canMoveDown
+                visible: active
+                sourceComponent: ToolButton { text: "▼"; onClicked: tableRow.table.move(tableRow.index, 1) }
             }
-            ColouredButton {
-                objectName: "delete-" + item.index
-                visible: item.swiped
-                text: qsTr("Delete")
-                colour: "#ff3b30"
-                onClicked: { item.swiped = false; item.table.remove(item.index) }
+            Loader {
+                active: tableRow.accessory === "switch"
+                visible: active
+                sourceComponent: Switch {
+                    enabled: tableRow.rowEnabled
+                    checked: tableRow.on
+                    onToggled: tableRow.table.flip(tableRow.tag, checked)
+                }
+            }
+            Label { visible: tableRow.accessory === "disclosure"; text: "›"; color: Theme.separator; font.pixelSize: 26 }
+            Label { visible: tableRow.checked; text: "✓"; color: Theme.tint; font.pixelSize: 18 }
+            Loader {
+                active: tableRow.accessory === "info"
+                visible: active
+                sourceComponent: ToolButton {
+                    objectName: "info-" + tableRow.index
+                    icon.source: "qrc:/Numbrel/icons/info.svg"
+                    icon.color: Theme.tint
+                    onClicked: tableRow.table.info(tableRow.index)
+                }
+            }
+            Loader {
+                active: tableRow.swiped
+                visible: active
+                sourceComponent: ColouredButton {
+                    objectName: "delete-" + tableRow.index
+                    text: qsTr("Delete")
+                    colour: "#ff3b30"
+                    onClicked: { tableRow.swiped = false; tableRow.table.remove(tableRow.index) }
+                }
             }
         }
         Rectangle {
-            visible: !item.last
+            visible: !tableRow.last
             anchors.bottom: parent.bottom
             anchors.left: parent.left
             anchors.leftMargin: 16
@@ -141,10 +168,10 @@ ColumnLayout {
             color: Theme.separator
         }
     }
-    Rectangle { visible: item.last && !item.placeholder; Layout.fillWidth: true; height: 1; color: Theme.separator }
+    Rectangle { visible: tableRow.last && !tableRow.placeholder; Layout.fillWidth: true; height: 1; color: Theme.separator }
     Label {
-        visible: item.footer !== ""
-        text: item.footer
+        visible: tableRow.footer !== ""
+        text: tableRow.footer
         color: Theme.footer
         font.pixelSize: 13
         wrapMode: Text.WordWrap
