@@ -10,7 +10,6 @@ Dialog {
     id: dialog
     property var alert: ({ ticket: 0, title: "", message: "", buttons: [], cancelButton: -1, defaultButton: -1 })
     property var queue: []
-    parent: Overlay.overlay  // made in a Loader: shown over the whole window
     modal: true
     closePolicy: Popup.NoAutoClose  // an alert is answered, never just dropped
     anchors.centerIn: parent

@@ -134,7 +134,7 @@ ApplicationWindow {
     Loader { id: fileDialogs; active: false; source: "FileDialogs.qml" }
 
     // Alerts are shown by one dialog, made with the first of them.
-    Loader { id: alertLoader; active: false; sourceComponent: AlertDialog {} }
+    Loader { id: alertLoader; active: false; sourceComponent: AlertDialog { parent: window.contentItem } }
     readonly property QtObject alertDialog: QtObject {
         readonly property bool visible: alertLoader.item ? alertLoader.item.visible : false
         readonly property var alert: alertLoader.item ? alertLoader.item.alert : ({})
