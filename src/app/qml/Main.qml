@@ -86,14 +86,12 @@ ApplicationWindow {
         // The page on top takes the keyboard (reading entry types digits).
         onCurrentItemChanged: if (currentItem) currentItem.forceActiveFocus()
     }
-    Component { id: entryPage; EntryPage {} }
-    Component { id: readingsPage; ReadingsPage {} }
-    Component { id: tablePage; TablePage {} }
     Connections {
         target: Navigation
         function onScreenPushed(model) {
-            const page = model.kind === "entry" ? entryPage : model.kind === "readings" ? readingsPage : tablePage
-            stack.push(page, { model: model })
+            // The pages are read when first pushed, not at start.
+            const page = model.kind === "entry" ? "EntryPage.qml" : model.kind === "readings" ? "ReadingsPage.qml" : "TablePage.qml"
+            stack.push(Qt.resolvedUrl(page), { model: model })
         }
         function onScreensPopped(depth) {
             if (stack.depth > depth) stack.pop(stack.get(depth - 1))
@@ -151,7 +149,7 @@ ApplicationWindow {
     Loader { active: Jobs.running; sourceComponent: ProgressDialog {} }
 
     // For the checks: the self-test and the screenshots drive the window through these.
-    SelfTest { id: selfTest; window: window; stack: stack; alerts: alertDialog; fileDialogs: fileDialogs }
-    function selfTestStep(step) { return selfTest.step(step) }
-    function showForScreenshot(what) { selfTest.show(what) }
+    Loader { id: selfTest; active: false; sourceComponent: SelfTest { appWindow: window; pages: stack; alerts: alertDialog; files: fileDialogs } }
+    function selfTestStep(step) { selfTest.active = true; return selfTest.item.step(step) }
+    function showForScreenshot(what) { selfTest.active = true; selfTest.item.show(what) }
 }

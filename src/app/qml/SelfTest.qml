@@ -6,11 +6,11 @@ import Numbrel
 // through the screens' models as the pages do.
 QtObject {
     id: test
-    required property var window
-    required property var stack
+    required property var appWindow
+    required property var pages
     required property var alerts
-    readonly property var editor: window.editor
-    required property var fileDialogs
+    readonly property var editor: appWindow.editor
+    required property var files
     readonly property var main: Navigation.main
 
     function top() { return Navigation.top }
@@ -35,10 +35,10 @@ QtObject {
         () => answer(alerts.alert.cancelButton),
         () => top().exportAction(),                 // which meters
         () => answer(0),                            // the save dialog
-        () => fileDialogs.item.closeAll(),
-        () => window.back(),
+        () => files.item.closeAll(),
+        () => appWindow.back(),
         () => pageRow(qsTr("Current")),
-        () => window.back(),
+        () => appWindow.back(),
         () => main.metersAction(),
         () => top().setEditing(true),
         () => top().setEditing(false),
@@ -50,21 +50,21 @@ QtObject {
         () => select(qsTr("Notes")),                // notes on several lines
         () => editor.reject(),
         () => select(qsTr("Billed")),               // a chooser
-        () => window.back(),
+        () => appWindow.back(),
         () => select(qsTr("Add rate change")),
         () => answer(1),
         () => select(qsTr("Rates to")),             // a rate change
         () => top().select(top().firstOf(0)),       // its date on wheels
         () => editor.reject(),
-        () => window.back(),
-        () => window.back(),
-        () => window.back(),
+        () => appWindow.back(),
+        () => appWindow.back(),
+        () => appWindow.back(),
         () => main.settingsAction(),
         () => answer(alerts.alert.cancelButton),
         () => backups(),
         () => select(qsTr("Add File…")),            // the file dialog
-        () => fileDialogs.item.closeAll(),
-        () => window.back(),
+        () => files.item.closeAll(),
+        () => appWindow.back(),
     ]
     function step(i) {
         if (i >= steps.length) return false
