@@ -62,6 +62,15 @@ private:
         return {};
     }
 
+    // "Meters" in the bar, then the first meter's rates button: its tariff editor.
+    bool openRates() {
+        click(find("leftButton"));
+        if (!pageTitled("Meters") || !click(find("info-0")))
+            return fail("no rates button on the meters list");
+        return waitFor([&] { return findText("Conversion") != nullptr; }) ||
+               fail("the tariff editor did not open");
+    }
+
     // "+", a wheel dragged up by about two rows, "Save", and "Done" on "Reading Saved".
     bool wheelReading() {
         if (readingsRow() != "None") return fail("a fresh store should show no readings");
@@ -142,9 +151,7 @@ private:
     // The editor dialog applies the number field's rules keystroke by keystroke, and Enter saves.
     bool conversionFactor() {
         settle();
-        click(find("leftButton"));  // "Meters"
-        if (!pageTitled("Meters") || !click(find("info-0")))
-            return fail("no rates button on the meters list");
+        if (!openRates()) return false;
         if (!waitFor([&] { return top() && top()->find("Conversion") >= 0; }))
             return fail("the tariff editor did not open");
         top()->select(top()->find("Conversion"));
@@ -304,9 +311,7 @@ private:
 
     // An editor left open while the document is replaced writes nothing and says so; the rate stays.
     bool editorOutlivesDocument() {
-        click(find("leftButton"));  // "Meters"
-        if (!pageTitled("Meters") || !click(find("info-0")))
-            return fail("no rates button on the meters list");
+        if (!openRates()) return false;
         if (!clickText("Rate")) return fail("no Rate row");
         QQuickItem* field = nullptr;
         if (!waitFor([&] { return (field = find("editorField")) && field->hasActiveFocus(); }))
@@ -331,9 +336,7 @@ private:
     // A rate edited through the meters list's rates button reaches the disk within about a second;
     // a second edit is left for the signal that ends the walk.
     bool editRates() {
-        click(find("leftButton"));  // "Meters"
-        if (!pageTitled("Meters") || !click(find("info-0")))
-            return fail("no rates button on the meters list");
+        if (!openRates()) return false;
         if (!waitFor([&] { return findText("Conversion") != nullptr; }))
             return fail("the tariff editor did not open");
         if (!editNumber("Rate", "0.25")) return fail("the rate editor did not take 0.25");
