@@ -43,12 +43,17 @@ void JobRunner::next() {
     emit runningChanged();
 }
 
-void JobRunner::finished(std::function<void()> apply) {
-    if (!current_) return;
+void JobRunner::joinWorker() {
+    if (!worker_) return;
     worker_->wait();
     delete worker_;
     worker_ = nullptr;
     poll_.stop();
+}
+
+void JobRunner::finished(std::function<void()> apply) {
+    if (!current_) return;
+    joinWorker();
     Queued done = std::move(*current_);
     current_.reset();
     emit runningChanged();
@@ -58,13 +63,9 @@ void JobRunner::finished(std::function<void()> apply) {
 
 void JobRunner::stop() {
     queue_.clear();
-    if (!worker_) return;
     cancelled_ = true;
-    worker_->wait();
-    delete worker_;
-    worker_ = nullptr;
+    joinWorker();
     current_.reset();
-    poll_.stop();
 }
 
 }  // namespace numbrel::app

@@ -52,6 +52,7 @@ private:
     };
     void next();
     void finished(std::function<void()> apply);
+    void joinWorker();
 
     std::deque<Queued> queue_;
     std::optional<Queued> current_;

@@ -72,18 +72,17 @@ QHash<int, QByteArray> MainModel::roleNames() const {
 std::vector<Section> MainModel::tableSections(int page) const {
     // The Current row shows what the page's graphs found: they are built first.
     if (root_.holdsGraphs(page)) graphs(page);
-    std::vector<Section> all = root_.sections(page), out;
+    // The graph sections are drawn by the graphs: left empty, so that the other sections keep the
+    // page's own numbering.
+    std::vector<Section> all = root_.sections(page);
     for (Section& s : all)
-        if (!isGraphSection(s)) out.push_back(std::move(s));
-    return out;
+        if (isGraphSection(s)) s = Section{};
+    return all;
 }
 
 int MainModel::graphCount(int page) const {
-    if (!root_.holdsGraphs(page)) return 0;
-    int n = 0;
-    for (const Section& s : root_.sections(page))
-        n += isGraphSection(s) ? 1 : 0;
-    return n;
+    std::shared_ptr<const PageGraphs> built = graphs(page);
+    return built ? static_cast<int>(built->graphs.size()) : 0;
 }
 
 QObject* MainModel::table(int page) const {
@@ -94,14 +93,7 @@ QObject* MainModel::table(int page) const {
         t = new TableModel(
             stack_, id_, [self, page] { return self->tableSections(page); },
             [self, page](int section, int row) {
-                // The rows are the page's own, without its graph sections: back to the page's numbering.
-                std::vector<Section> all = self->root_.sections(page);
-                int shown = -1;
-                for (std::size_t s = 0; s < all.size(); ++s)
-                    if (!isGraphSection(all[s]) && ++shown == section) {
-                        self->act([&] { self->root_.selectPageRow(page, static_cast<int>(s), row); });
-                        return;
-                    }
+                self->act([&] { self->root_.selectPageRow(page, section, row); });
             },
             self);
     }

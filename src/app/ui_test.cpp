@@ -53,13 +53,8 @@ private:
     // The label of the first row of a section of the screen on top.
     QString firstLabelIn(int section) {
         TableModel* t = top();
-        for (int i = 0; t && i < t->count(); ++i) {
-            QModelIndex at = t->index(i);
-            if (t->data(at, TableModel::SectionRole).toInt() == section &&
-                !t->data(at, TableModel::PlaceholderRole).toBool())
-                return t->data(at, TableModel::LabelRole).toString();
-        }
-        return {};
+        const int first = t ? t->firstOf(section) : -1;
+        return first < 0 ? QString() : t->data(t->index(first), TableModel::LabelRole).toString();
     }
 
     // "Meters" in the bar, then the first meter's rates button: its tariff editor.
