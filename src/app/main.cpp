@@ -12,6 +12,7 @@
 #include <QtQml>
 #include <cstdio>
 #include <iostream>
+#include <thread>
 
 #include "job_runner.h"
 #include "navigation_stack.h"
@@ -106,28 +107,44 @@ int main(int argc, char** argv) {
     QDir().mkpath(QString::fromStdString(documentsDir));
 
     NumbrelAppDelegate delegate(std::move(env), preferences);
-    delegate.applicationDidFinishLaunching();
+    // The document is read on a thread of its own while this one compiles the interface; nothing else
+    // touches the delegate until the thread is joined.
+    std::thread launching([&delegate] { delegate.applicationDidFinishLaunching(); });
+
+    if (parser.isSet(selfTest) || parser.isSet(uiTest)) qInstallMessageHandler(countProblems);
+    qml_register_types_Numbrel();
+    auto engine = std::make_unique<QQmlApplicationEngine>();
+    engine->addImportPath("qrc:/");
+    const QUrl mainUrl("qrc:/Numbrel/qml/Main.qml");
+    auto compiled = std::make_unique<QQmlComponent>(engine.get(), mainUrl, QQmlComponent::PreferSynchronous);
+    launching.join();
     if (qEnvironmentVariableIsSet("NUMBREL_TIMING"))
-        std::cerr << "store loaded " << sinceStart.elapsed() << " ms\n";
+        std::cerr << "store loaded and interface compiled " << sinceStart.elapsed() << " ms\n";
+
     app::JobRunner jobs;
     app::ValueEditor editor(delegate.formatter());
     app::NavigationStack stack(delegate, jobs, editor, documentsDir);
     editor.setStack(stack);
     app::Session session(delegate, stack);
+    // The interface is torn down before the objects it shows (it was made before them).
+    struct InterfaceFirst {
+        std::unique_ptr<QQmlApplicationEngine>& engine;
+        std::unique_ptr<QQmlComponent>& compiled;
+        ~InterfaceFirst() {
+            compiled.reset();
+            engine.reset();
+        }
+    } interfaceFirst{engine, compiled};
 
-    if (parser.isSet(selfTest) || parser.isSet(uiTest)) qInstallMessageHandler(countProblems);
-    qml_register_types_Numbrel();
-    QQmlApplicationEngine engine;
-    engine.addImportPath("qrc:/");
     if (parser.isSet(screenshot)) {
         QStringList wh = parser.value(size).split('x');
-        engine.setInitialProperties({{"width", wh.value(0).toInt()}, {"height", wh.value(1).toInt()}});
+        engine->setInitialProperties({{"width", wh.value(0).toInt()}, {"height", wh.value(1).toInt()}});
     }
-    engine.load(QUrl("qrc:/Numbrel/qml/Main.qml"));
-    if (engine.rootObjects().isEmpty()) return 1;
+    engine->load(mainUrl);  // made from the compiled component the engine holds
+    if (engine->rootObjects().isEmpty()) return 1;
     if (qEnvironmentVariableIsSet("NUMBREL_TIMING"))
         std::cerr << "interface loaded " << sinceStart.elapsed() << " ms\n";
-    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+    auto* window = qobject_cast<QQuickWindow*>(engine->rootObjects().first());
 
     // Hiding, minimising or closing the window is leaving the app: the save sequence runs.
     QObject::connect(&application, &QGuiApplication::applicationStateChanged,
