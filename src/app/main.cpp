@@ -14,12 +14,15 @@
 #include <iostream>
 #include <thread>
 
+#include "desktop_notifier.h"
 #include "job_runner.h"
 #include "navigation_stack.h"
 #include "plist/date_text.h"
+#include "queued_notifier.h"
 #include "quit_on_signals.h"
 #include "session.h"
 #include "store/app_delegate.h"
+#include "store/configuration.h"
 #include "store/environment.h"
 #include "store/preferences_store.h"
 #include "ui/localize.h"
@@ -106,7 +109,20 @@ int main(int argc, char** argv) {
         parser.isSet(documents) ? parser.value(documents).toStdString() : defaultDocumentsPath();
     QDir().mkpath(QString::fromStdString(documentsDir));
 
+    // Reminders go to the desktop, planned off the GUI thread. Runs that check the app itself leave
+    // the user's planned reminders alone.
+    const bool checking = parser.isSet(selfTest) || parser.isSet(uiTest) || parser.isSet(screenshot) ||
+                          parser.isSet(firstFrame);
+    std::unique_ptr<app::QueuedNotifier> notifier;
+    if (!checking) notifier = std::make_unique<app::QueuedNotifier>(std::make_unique<net::DesktopNotifier>());
+
     NumbrelAppDelegate delegate(std::move(env), preferences);
+    Configuration configuration = Configuration::load(defaultConfigurationPath());
+    for (const std::string& problem : configuration.problems())
+        std::cerr << "numbrel: " << problem << "\n";
+    configuration.set("help.page", "qrc:/Numbrel/help.html");
+    delegate.setConfiguration(std::move(configuration));
+    delegate.setNotifier(notifier.get());
     // The document is read on a thread of its own while this one compiles the interface; nothing else
     // touches the delegate until the thread is joined.
     std::thread launching([&delegate] { delegate.applicationDidFinishLaunching(); });

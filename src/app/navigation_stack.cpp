@@ -2,12 +2,15 @@
 
 #include "desktop.h"
 #include "entry_model.h"
+#include "help_model.h"
 #include "job_runner.h"
 #include "main/root_view_controller.h"
 #include "main_model.h"
+#include "reachability.h"
 #include "readings/add_view_controller.h"
 #include "readings/readings_view_controller.h"
 #include "readings_model.h"
+#include "settings/help_browser.h"
 #include "table_model.h"
 #include "ui/localize.h"
 
@@ -65,6 +68,8 @@ void NavigationStack::pushed(Id id, Screen& screen) {
         model = new EntryModel(*this, id, *entry, this);
     } else if (auto* readings = dynamic_cast<ReadingsViewController*>(&screen)) {
         model = new ReadingsModel(*this, id, *readings, this);
+    } else if (auto* help = dynamic_cast<HelpBrowser*>(&screen)) {
+        model = new HelpModel(*this, id, *help, this);
     } else {
         model = new TableModel(*this, id, this);
     }
@@ -100,6 +105,10 @@ void NavigationStack::alert(std::uint64_t ticket, const Alert& a) {
 
 void NavigationStack::openUrl(const std::string& url) {
     desktopOpenUrl(url);
+}
+
+bool NavigationStack::internetReachable() const {
+    return net::internetReachable();
 }
 
 bool NavigationStack::canSendMail() const {

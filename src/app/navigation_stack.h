@@ -61,6 +61,7 @@ public:
 
     // Navigator
     void openUrl(const std::string& url) override;
+    bool internetReachable() const override;
     bool canSendMail() const override;
     void composeMail(const Mail& mail) override;
     void run(Job job) override;

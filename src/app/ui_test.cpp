@@ -33,8 +33,9 @@ public:
     Walk(QQuickWindow& window, NavigationStack& stack) : WindowDriver(window), stack_(stack) {}
 
     bool run() {
-        return wheelReading() && keyboardReading() && conversionFactor() && addFile() && backUpAndRestore() &&
-               holdBars() && exportAndTwoStepDelete() && editorOutlivesDocument() && editRates();
+        return tour() && wheelReading() && keyboardReading() && conversionFactor() && addFile() &&
+               backUpAndRestore() && holdBars() && exportAndTwoStepDelete() && editorOutlivesDocument() &&
+               editRates();
     }
 
 private:
@@ -64,6 +65,18 @@ private:
             return fail("no rates button on the meters list");
         return waitFor([&] { return findText("Conversion") != nullptr; }) ||
                fail("the tariff editor did not open");
+    }
+
+    // A fresh store starts the tour: "Next" by mouse, then Escape ends it for good.
+    bool tour() {
+        if (!waitFor([&] { return alertShown("Getting Started"); })) return fail("the tour did not start");
+        if (!clickText("Next") || !waitFor([&] { return alertShown("Default Meters"); }))
+            return fail("Next did not lead to the second step of the tour");
+        key(Qt::Key_Escape);
+        if (!waitFor([&] { return !boolOf(stack_.app().settings(), "tour", true); }))
+            return fail("Escape did not end the tour");
+        settle();
+        return !alertShown("Default Meters") || fail("the tour's alert stayed open");
     }
 
     // "+", a wheel dragged up by about two rows, "Save", and "Done" on "Reading Saved".

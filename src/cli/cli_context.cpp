@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "plist/date_text.h"
+#include "store/configuration.h"
 #include "store/document.h"
 
 namespace numbrel::cli {
@@ -83,6 +84,9 @@ void Context::start() {
     store_ = std::make_unique<PreferencesStore>(options_.storePath.empty() ? defaultStorePath()
                                                                            : options_.storePath);
     delegate_ = std::make_unique<NumbrelAppDelegate>(std::move(configured), *store_);
+    delegate_->setConfiguration(Configuration::load(defaultConfigurationPath()));
+    for (const std::string& problem : delegate_->configuration().problems())
+        err_ << "numbrel-cli: " << problem << "\n";
     delegate_->applicationDidFinishLaunching();
     startupAlerts_ = delegate_->takeAlerts();
     for (const Alert& a : startupAlerts_) {
@@ -173,6 +177,7 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     addReadingsCommands(commands);
     addMeterCommands(commands);
     addBackupCommands(commands);
+    addSettingsCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;

@@ -9,6 +9,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -91,6 +92,7 @@ public:
     bool flag(const std::string& name);                          // removes --name when present
     std::optional<std::string> option(const std::string& name);  // removes --name VALUE
     std::vector<std::string> positionals();                      // the rest; unknown --flags are an error
+    std::vector<std::string> rest() { return std::exchange(args_, {}); }  // the rest as given
 private:
     std::vector<std::string> args_;
 };
@@ -109,6 +111,7 @@ void addGraphCommands(std::vector<Command>& commands);
 void addReadingsCommands(std::vector<Command>& commands);
 void addMeterCommands(std::vector<Command>& commands);
 void addBackupCommands(std::vector<Command>& commands);
+void addSettingsCommands(std::vector<Command>& commands);
 
 // JSON of a value: dates as ISO 8601 UTC with milliseconds, data as base64, every key kept.
 nlohmann::ordered_json toJson(const Value& value);

@@ -319,5 +319,79 @@ class Cli(unittest.TestCase):
         self.assertIn("usage: numbrel-cli", result.stdout)
 
 
+    def screen(self, *args, **kw):
+        return json.loads(self.run_cli("screen", *args, "--json", **kw).stdout)
+
+    def test_screen_drives_the_settings_and_saves_what_changed(self):
+        shown = self.screen("settings")
+        sections = shown["screen"]["sections"]
+        self.assertEqual(shown["screen"]["title"], "Settings")
+        self.assertEqual([r["tag"] for r in sections[1]["rows"]], list(range(10, 17)))
+        self.assertEqual(sections[0]["footer"], "For exporting backups and readings")
+        shown = self.screen("settings", "--flip", "16,off", "--flip", "10,on")
+        self.assertEqual([s["footer"] for s in shown["screen"]["sections"]], [""] * 6)
+        with open(self.store, "rb") as f:
+            stored = plistlib.load(f)
+        self.assertFalse(stored["tips"])
+        self.assertTrue(stored["average"])
+        # The Dropbox question, cancelled: nothing linked, the switch off.
+        shown = self.screen("settings", "--flip", "20,on", "--answer", "20,0")
+        self.assertEqual(shown["alerts"][0]["buttons"], ["Cancel", "~Dropbox/", "~Dropbox/Apps/"])
+        self.assertFalse(shown["screen"]["sections"][2]["rows"][0]["on"])
+
+    def test_screen_follows_pushed_screens_and_the_tour(self):
+        shown = self.screen("settings", "--select", "2,4", "--select", "0,3", "--select", "1,27", "--select", "2,13")
+        self.assertEqual(shown["pushed"], ["Reminders"])
+        self.assertEqual(shown["screen"]["title"], "Reminders")
+        self.assertEqual(shown["screen"]["sections"][1]["rows"][27]["accessory"], "check")
+        self.assertEqual(shown["screen"]["sections"][2]["rows"][13]["label"], "01:00 pm")
+        # The tour of the main screen, step by step, and "Tour" in the settings closing them.
+        fresh = os.path.join(self.tmp.name, "fresh.plist")
+        shown = self.screen("root", "--answer", "100,1", "--answer", "101,0", store=fresh)
+        self.assertEqual([a["title"] for a in shown["alerts"]], ["Getting Started", "Default Meters"])
+        self.assertEqual(self.screen("root", store=fresh)["alerts"], [])
+        shown = self.screen("settings", "--select", "3,1", store=fresh)
+        self.assertIsNone(shown["screen"])
+        self.assertEqual(self.screen("root", store=fresh)["alerts"][0]["tag"], 100)
+
+    def test_screen_refuses_what_it_cannot_do(self):
+        self.assertIn("no screen named", self.run_cli("screen", "nothing", expect=1).stderr)
+        self.assertIn("joined by a comma", self.run_cli("screen", "settings", "--select", "2", expect=1).stderr)
+        self.assertIn("unknown action", self.run_cli("screen", "settings", "--press", "1,1", expect=1).stderr)
+        self.assertIn("no alert with tag 7", self.run_cli("screen", "settings", "--answer", "7,0", expect=2).stderr)
+        before = open(self.store, "rb").read()
+        self.run_cli("screen", "settings", "--select", "9,9", "--select", "-1,0")
+        self.assertEqual(open(self.store, "rb").read(), before)
+
+    def test_reminders_print_plan_and_cancel(self):
+        self.screen("reminders", "--select", "0,2", "--select", "1,0", "--select", "2,9")  # Mondays 09:00
+        planned = json.loads(self.run_cli("reminders", "--json", now="2026-07-01T12:00:00Z").stdout)
+        self.assertEqual(len(planned), 7)
+        self.assertEqual(planned[0], {"time": "2026-07-06T09:00:00+01:00", "text": "Meter readings are due today"})
+        self.assertEqual(planned[6]["time"], "2026-07-12T09:00:00+01:00")
+        self.assertEqual({p["text"] for p in planned[1:]}, {"Meter readings are overdue"})
+        # Without a user systemd the plan is a calendar file, and cancelling removes it.
+        bin_dir = os.path.join(self.tmp.name, "bin")
+        os.mkdir(bin_dir)
+        with open(os.path.join(bin_dir, "systemctl"), "w") as f:
+            f.write("#!/bin/sh\nexit 1\n")
+        os.chmod(os.path.join(bin_dir, "systemctl"), 0o755)
+        env = dict(os.environ, PATH=bin_dir + ":" + os.environ["PATH"],
+                   XDG_DATA_HOME=os.path.join(self.tmp.name, "data"),
+                   XDG_CONFIG_HOME=os.path.join(self.tmp.name, "config"))
+        ics = os.path.join(self.tmp.name, "data", "numbrel", "reminders.ics")
+        cmd = [CLI, "--store", self.store, *PINNED, "reminders"]
+        result = subprocess.run(cmd + ["--plan"], capture_output=True, text=True, env=env)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("calendar file", result.stderr)
+        with open(ics, newline="") as f:
+            text = f.read()
+        self.assertEqual(text.count("BEGIN:VEVENT"), 7)
+        self.assertIn("DTSTART:20261123T090000Z\r\n", text)  # Monday 23 November, 09:00 in London
+        self.assertFalse(os.path.exists(os.path.join(self.tmp.name, "config", "systemd")))
+        result = subprocess.run(cmd + ["--cancel"], capture_output=True, text=True, env=env)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertFalse(os.path.exists(ics))
+
 if __name__ == "__main__":
     unittest.main()

@@ -24,6 +24,7 @@ public:
         ScreenStack::pop();
     }
     void openUrl(const std::string& url) override { urls.push_back(url); }
+    bool internetReachable() const override { return online; }
     bool canSendMail() const override { return mailer; }
     void composeMail(const Mail& mail) override { mails.push_back(mail); }
 
@@ -35,6 +36,7 @@ public:
     std::vector<std::string> urls;
     std::vector<Mail> mails;
     bool mailer = false;
+    bool online = true;
     int pops = 0;
     int dismissals = 0;
 

@@ -90,7 +90,8 @@ ApplicationWindow {
         target: Navigation
         function onScreenPushed(model) {
             // The pages are read when first pushed, not at start.
-            const page = model.kind === "entry" ? "EntryPage.qml" : model.kind === "readings" ? "ReadingsPage.qml" : "TablePage.qml"
+            const page = model.kind === "entry" ? "EntryPage.qml" : model.kind === "readings" ? "ReadingsPage.qml"
+                       : model.kind === "help" ? "HelpPage.qml" : "TablePage.qml"
             stack.push(Qt.resolvedUrl(page), { model: model })
         }
         function onScreensPopped(depth) {

@@ -24,8 +24,10 @@ QtObject {
     function answer(button) { alerts.answer(button) }
     function tariff() { main.metersAction(); top().info(0) }
     function backups() { main.settingsAction(); answer(0) }
+    function settings() { main.settingsAction(); answer(1) }
 
     readonly property var steps: [
+        () => { if (alerts.visible) answer(alerts.alert.cancelButton) },  // the tour of a fresh store
         () => main.addAction(),
         () => select(qsTr("Date")),                 // the date wheels
         () => top().save(),                         // a reading, for the readings list
@@ -65,6 +67,19 @@ QtObject {
         () => select(qsTr("Add File…")),            // the file dialog
         () => files.item.closeAll(),
         () => appWindow.back(),
+        () => settings(),
+        () => select(qsTr("Email")),                // the one-line editor
+        () => editor.reject(),
+        () => select(qsTr("Reminders")),
+        () => select(qsTr("Monthly")),              // day and time sections
+        () => appWindow.back(),
+        () => select(qsTr("Themes")),
+        () => appWindow.back(),
+        () => select(qsTr("User guide")),
+        () => appWindow.back(),
+        () => appWindow.back(),
+        () => { main.settingsAction(); answer(2) }, // the guide from the gear menu
+        () => appWindow.back(),
     ]
     function step(i) {
         if (i >= steps.length) return false
@@ -91,6 +106,13 @@ QtObject {
         if (what === "postcode") { tariff(); select(qsTr("Postcode")) }
         if (what === "notes") { tariff(); select(qsTr("Notes")) }
         if (what === "type") { tariff(); select(qsTr("Type")); top().select(top().firstOf(1) + 1); top().select(top().firstOf(2) + 1) }
+        if (what === "settings") settings()
+        if (what === "settingsnotips") { settings(); top().flip(16, false) }
+        if (what === "reminders") { settings(); select(qsTr("Reminders")) }
+        if (what === "daily" || what === "weekly" || what === "monthly") {
+            settings(); select(qsTr("Reminders")); select(qsTr(what.charAt(0).toUpperCase() + what.slice(1)))
+        }
+        if (what === "guide") { main.settingsAction(); answer(2) }
         if (what === "savedialog") { pageRow(qsTr("Readings")); top().exportAction(); answer(0) }
     }
 }

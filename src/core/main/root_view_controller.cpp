@@ -11,6 +11,9 @@
 #include "readings/add_view_controller.h"
 #include "readings/current_view_controller.h"
 #include "readings/readings_view_controller.h"
+#include "settings/help_browser.h"
+#include "settings/settings_view_controller.h"
+#include "settings/tour.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
 #include "store/meter_record.h"
@@ -50,11 +53,19 @@ void RootViewController::selectPageRow(int page, int section, int row) {
     if (section < 0 || section >= static_cast<int>(all.size())) return;
     const std::vector<Row>& rows = all[static_cast<std::size_t>(section)].rows;
     if (row < 0 || row >= static_cast<int>(rows.size())) return;
+    openPageRow(page, rows[static_cast<std::size_t>(row)].action);
+}
+
+void RootViewController::select(const Row& row) {
+    openPageRow(meterIndex(), row.action);
+}
+
+void RootViewController::openPageRow(int page, int action) {
     const Value* m = meter(page);
     const Array* readings = m ? readingsOf(*m) : nullptr;
-    if (rows[static_cast<std::size_t>(row)].action == kReadingsRow && readings && !readings->empty())
+    if (action == kReadingsRow && readings && !readings->empty())
         navigator_.push(std::make_unique<ReadingsViewController>(app_, navigator_, page));
-    if (rows[static_cast<std::size_t>(row)].action == kCurrentRow) {
+    if (action == kCurrentRow) {
         std::optional<double> usage, cost;
         if (auto figure = currentFigure(page)) (figure->cost ? cost : usage) = figure->value;
         navigator_.push(
@@ -69,7 +80,17 @@ void RootViewController::settingsAction() {
 void RootViewController::answerAlert(int tag, int button) {
     if (tag == kSettingsSheetTag && button == 0)
         navigator_.push(std::make_unique<BackupViewController>(app_, navigator_, documentsDir_));
+    if (tag == kSettingsSheetTag && button == 1)
+        navigator_.push(std::make_unique<SettingsViewController>(app_, navigator_, tablet()));
+    if (tag == kSettingsSheetTag && button == 2) {
+        if (navigator_.internetReachable())
+            navigator_.push(
+                std::make_unique<HelpBrowser>(navigator_, app_.configuration().value("help.page")));
+        else
+            navigator_.present(Alert{0, tr("Warning!"), tr("No Internet connectivity"), {tr("OK")}});
+    }
     if (tag == kReviewTag) answerReview(button);
+    if (tag >= kFirstTourTag && tag <= kLastTourTag) answerTour(tag, button);
 }
 
 void RootViewController::setWindowSize(double width, double height) {
@@ -290,8 +311,9 @@ std::optional<RootViewController::CurrentFigure> RootViewController::currentFigu
 }
 
 void RootViewController::appearAction() {
-    if (boolOf(app_.settings(), "tour", true) && nextTag_ == 100) {
-        if (tourHook_) tourHook_();
+    if (boolOf(app_.settings(), "tour", true) && nextTag_ == kFirstTourTag) {
+        nextTag_ = kFirstTourTag + 1;
+        navigator_.present(*tourAlert(kFirstTourTag, app_.environment()));
         return;
     }
     nextTag_ = 100;
@@ -309,8 +331,25 @@ void RootViewController::answerReview(int button) {
         app_.settings().set("review", app_.calendar().addDays(app_.environment().now(), 7));
         return;
     }
+    if (button == 1) {
+        if (!navigator_.internetReachable()) {
+            navigator_.present(Alert{0, tr("Warning!"), tr("No Internet connectivity"), {tr("OK")}});
+            return;
+        }
+        navigator_.openUrl(app_.configuration().value("links.review"));
+    }
     app_.settings().set("review", kDistantFuture);
-    if (button == 1 && reviewHook_) reviewHook_();
+}
+
+void RootViewController::answerTour(int tag, int button) {
+    // "Next" is the second of two buttons; the last step's lone "OK" and "Cancel" end the tour.
+    if (tag < kLastTourTag && button == 1) {
+        nextTag_ = tag + 2;
+        navigator_.present(*tourAlert(tag + 1, app_.environment()));
+        return;
+    }
+    app_.settings().set("tour", false);
+    nextTag_ = kFirstTourTag;  // the settings' "Tour" row can start it again
 }
 
 Alert RootViewController::settingsSheet(const std::string& documentsDir) const {
@@ -318,7 +357,7 @@ Alert RootViewController::settingsSheet(const std::string& documentsDir) const {
     sheet.tag = kSettingsSheetTag;
     sheet.actionSheet = true;
     sheet.title = latestBackupLine(documentsDir, app_.environment());
-    sheet.buttons = {tr("Backups"), tr("Cancel")};
+    sheet.buttons = {tr("Backups"), tr("Settings and Help"), tr("User Guide"), tr("Cancel")};
     return sheet;
 }
 

@@ -90,16 +90,19 @@ public:
     static constexpr int kSettingsSheetTag = 20;
     static constexpr int kReviewTag = 30;
 
-    // The screen is shown: the tour starts when "tour" is on (through the hook, until the tour
-    // exists); otherwise, once the "review" date has passed, the review question is asked.
+    // The screen is shown: the tour starts when "tour" is on; otherwise, once the "review" date has
+    // passed, the review question is asked.
     void appearAction();
-    void setTourHook(std::function<void()> hook) { tourHook_ = std::move(hook); }
-    // The answer to the review question: "No Thanks!" and "OK" never ask again, "Remind Me Later"
-    // asks in seven days. Opening the store page is the hook's business.
+    // The answer to the review question: "No Thanks!" never asks again, "OK" opens the review page
+    // (when the internet can be reached) and never asks again, "Remind Me Later" asks in seven days.
     void answerReview(int button);
-    void setReviewHook(std::function<void()> hook) { reviewHook_ = std::move(hook); }
+
+protected:
+    // A row of the page shown (a row selected through the stack, as scripts do).
+    void select(const Row& row) override;
 
 private:
+    void openPageRow(int page, int action);
     const Value* meter(int page) const;
     std::string readingsDetail(int page) const;
     std::string changeDetail(int page) const;
@@ -111,8 +114,8 @@ private:
     int tariffIndex_ = 0;
     std::map<int, std::string> current_;  // Current row text per page, from the last drawing
     std::map<int, CurrentFigure> figures_;
-    int nextTag_ = 100;  // the tour's next step; 100 when no tour runs
-    std::function<void()> tourHook_, reviewHook_;
+    void answerTour(int tag, int button);
+    int nextTag_ = 100;  // the tour's step after the one shown; 100 when no tour runs
 };
 
 // "Latest Backup: <short date>" from the newest backup file name in the folder, or

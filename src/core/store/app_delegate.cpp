@@ -66,7 +66,7 @@ void NumbrelAppDelegate::applicationDidFinishLaunching() {
 
     validate(false);
 
-    if (hooks_.cancelAllNotifications) hooks_.cancelAllNotifications();
+    cancelReminders();
     if (hooks_.openCloudSession) hooks_.openCloudSession();
     if (hooks_.buildMainScreen) hooks_.buildMainScreen();
     store_.registerDefaults(settings_);
@@ -161,21 +161,41 @@ std::optional<std::string> NumbrelAppDelegate::saveSettings() {
 }
 
 std::optional<std::string> NumbrelAppDelegate::applicationDidEnterBackground() {
-    bool cloud = hooks_.hasDocumentCloud && hooks_.hasDocumentCloud();
+    bool cloud = hasDocumentCloud();
     if (cloud && boolOf(*settings_, "icloud") && boolOf(*settings_, "autobackup") &&
         MD5StringOfSettings() != md5_ && hooks_.cloudBackup)
         hooks_.cloudBackup();
     std::optional<std::string> error = saveSettings();
-    if (stringOf(*settings_, "reminders", "Off") != "Off" && hooks_.planReminders) hooks_.planReminders();
+    planReminders();
     torchOff();
     md5_.clear();
     return error;
 }
 
 void NumbrelAppDelegate::applicationWillEnterForeground() {
-    if (hooks_.cancelAllNotifications) hooks_.cancelAllNotifications();
+    cancelReminders();
     if (hooks_.postNotification) hooks_.postNotification("ReloadSettings");
     if (md5_.empty()) md5_ = MD5StringOfSettings();
+}
+
+void NumbrelAppDelegate::planReminders() {
+    if (!notifier_) return;
+    std::vector<Reminder> planned = reminderSchedule(*settings_, env_, calendar_);
+    // Leaving must not fail because of a reminder: what went wrong is kept for the reminders screen.
+    try {
+        reminderProblem_ = planned.empty() ? std::string() : notifier_->schedule(planned);
+    } catch (const std::exception& e) {
+        reminderProblem_ = e.what();
+    }
+}
+
+void NumbrelAppDelegate::cancelReminders() {
+    if (!notifier_) return;
+    try {
+        reminderProblem_ = notifier_->cancelAll();
+    } catch (const std::exception& e) {
+        reminderProblem_ = e.what();
+    }
 }
 
 ValueEdit NumbrelAppDelegate::guarded(ValueEdit edit) {

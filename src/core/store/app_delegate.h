@@ -1,6 +1,7 @@
 // NumbrelAppDelegate owns the settings document from start-up to the end: it loads, validates and
 // saves it, keeps the change fingerprint, and offers the document to every screen. Steps that other
-// parts of the system perform (reminders, cloud session, main screen) are hooks set by the front end.
+// parts of the system perform (cloud session, main screen) are hooks set by the front end; reminders go
+// to the notifier it is given.
 #pragma once
 
 #include <functional>
@@ -12,7 +13,9 @@
 #include "costs/engine.h"
 #include "costs/formatter.h"
 #include "plist/value.h"
+#include "settings/notifier.h"
 #include "store/calendar.h"
+#include "store/configuration.h"
 #include "store/environment.h"
 #include "store/preferences_store.h"
 #include "ui/alert.h"
@@ -24,12 +27,10 @@ class NumbrelAppDelegate {
 public:
     // Steps of start-up and saving that belong to other parts of the system. Unset hooks do nothing.
     struct Hooks {
-        std::function<void()> cancelAllNotifications;
         std::function<void()> openCloudSession;  // with the keys chosen by "root"
         std::function<void()> buildMainScreen;
         std::function<void(bool black)> applyBarStyle;
-        std::function<void()> cloudBackup;  // the automatic backup on leaving
-        std::function<void()> planReminders;
+        std::function<void()> cloudBackup;                         // the automatic backup on leaving
         std::function<void(const std::string&)> postNotification;  // "ReloadSettings"
         std::function<bool()> hasDocumentCloud;                    // the platform offers a document cloud
     };
@@ -38,6 +39,14 @@ public:
     ~NumbrelAppDelegate();
 
     void setHooks(Hooks hooks) { hooks_ = std::move(hooks); }
+    // Where reminders go (none: nowhere). Planned on leaving, cancelled at start and on return.
+    void setNotifier(Notifier* notifier) { notifier_ = notifier; }
+    Notifier* notifier() const { return notifier_; }
+    // What the last plan or cancel of reminders said went wrong ("" when nothing did).
+    const std::string& reminderProblem() const { return reminderProblem_; }
+    // The platform's own settings (numbrel.conf).
+    const Configuration& configuration() const { return configuration_; }
+    void setConfiguration(Configuration configuration) { configuration_ = std::move(configuration); }
 
     // Start-up: load the store, add the default meters when there are none, validate, register the
     // document as the store's defaults. Alerts to show come back from takeAlerts(); a store that
@@ -92,6 +101,8 @@ public:
     const std::string& md5() const { return md5_; }
     void setMd5(std::string md5) { md5_ = std::move(md5); }
 
+    // Whether the platform offers a document cloud (a synced folder).
+    bool hasDocumentCloud() const { return hooks_.hasDocumentCloud && hooks_.hasDocumentCloud(); }
     // The camera light: there is none on a desktop.
     bool hasTorch() const { return false; }
     void torchOn() {}
@@ -111,12 +122,17 @@ public:
 
 private:
     void validate(bool replaced, std::string fingerprint = {});
+    void planReminders();
+    void cancelReminders();
 
     Environment env_;
     Calendar calendar_;
     Formatter formatter_;
     PreferencesStore& store_;
     Hooks hooks_;
+    Notifier* notifier_ = nullptr;
+    std::string reminderProblem_;
+    Configuration configuration_;
     std::shared_ptr<Value> settings_;
     std::string md5_;
     std::uint64_t shape_ = 0;

@@ -12,13 +12,6 @@ namespace numbrel {
 
 namespace {
 
-std::string xdgDirectory(const char* variable, const char* fallback) {
-    const char* v = std::getenv(variable);
-    if (v && *v == '/') return v;
-    const char* home = std::getenv("HOME");
-    return std::string(home && *home ? home : ".") + "/" + fallback;
-}
-
 // "20261122-203644" from an instant, for the name of a file moved aside.
 std::string timestamp(Date now) {
     std::string iso = formatIso8601(now);  // 2026-11-22T20:36:44.000Z
@@ -109,6 +102,13 @@ std::optional<std::string> PreferencesStore::write(const Value& source,
     // changed from outside, or gone) is replaced.
     if (fileHolds(path_, bytes)) return std::nullopt;
     return writeFileAtomically(ops_, path_, bytes);
+}
+
+std::string xdgDirectory(const char* variable, const char* fallback) {
+    const char* v = std::getenv(variable);
+    if (v && *v == '/') return v;
+    const char* home = std::getenv("HOME");
+    return std::string(home && *home ? home : ".") + "/" + fallback;
 }
 
 std::string defaultStorePath() {

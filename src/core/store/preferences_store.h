@@ -61,6 +61,8 @@ private:
 // The default locations: $XDG_CONFIG_HOME/numbrel/preferences.plist and
 // $XDG_DATA_HOME/numbrel/Documents (with the usual fallbacks under $HOME).
 std::string defaultStorePath();
+// An XDG base directory: the variable when it holds an absolute path, else $HOME/fallback.
+std::string xdgDirectory(const char* variable, const char* fallback);
 std::string defaultDocumentsPath();
 
 }  // namespace numbrel

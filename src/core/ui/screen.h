@@ -111,6 +111,8 @@ public:
     virtual void present(const Alert& alert) = 0;
     virtual void dismiss() = 0;  // closes the presented screen or alert
     virtual void openUrl(const std::string& url) = 0;
+    // Whether the internet can be reached, asked before a link opens or anything goes out.
+    virtual bool internetReachable() const { return true; }
     // The mail composer, where the platform has one.
     virtual bool canSendMail() const { return false; }
     virtual void composeMail(const Mail& /*mail*/) {}

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "settings/tour.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
 #include "support/app_fixture.h"
@@ -96,13 +97,50 @@ TEST_F(MainScreen, PagesRowsAndGraphs) {
     EXPECT_FALSE(root.holdsGraphs(0));
 }
 
-TEST_F(MainScreen, TourThenTheReviewQuestion) {
+TEST_F(MainScreen, TheTourRunsItsStepsAndCancellingEndsIt) {
     RootViewController root(app_, nav_, dir_.path().string());
-    int tours = 0;
-    root.setTourHook([&] { ++tours; });
     root.appearAction();  // "tour" is on at first start
-    EXPECT_EQ(tours, 1);
-    EXPECT_TRUE(nav_.alerts.empty());
+    ASSERT_EQ(nav_.alerts.size(), 1u);
+    EXPECT_EQ(nav_.alerts[0].tag, 100);
+    EXPECT_EQ(nav_.alerts[0].title, "Getting Started");
+    root.appearAction();  // shown again while the tour runs: no second start
+    EXPECT_EQ(nav_.alerts.size(), 1u);
+    for (int tag = 100; tag < 108; ++tag) {
+        ASSERT_EQ(nav_.alerts.back().buttons, (std::vector<std::string>{"Cancel", "Next"}));
+        root.answerAlert(tag, 1);
+        EXPECT_EQ(nav_.alerts.back().tag, tag + 1);
+    }
+    EXPECT_EQ(nav_.alerts[5].title, "Graph Colours");  // en_GB: pounds
+    EXPECT_EQ(nav_.alerts.back().title, "End of Tour");
+    EXPECT_EQ(nav_.alerts.back().buttons, (std::vector<std::string>{"OK"}));
+    EXPECT_TRUE(boolOf(app_.settings(), "tour"));
+    root.answerAlert(108, 0);
+    EXPECT_FALSE(boolOf(app_.settings(), "tour"));
+
+    // Started again from the settings, and cancelled at the third step: it does not come back.
+    app_.settings().set("tour", true);
+    root.appearAction();
+    root.answerAlert(100, 1);
+    root.answerAlert(101, 1);
+    root.answerAlert(102, 0);
+    EXPECT_FALSE(boolOf(app_.settings(), "tour"));
+    const std::size_t shown = nav_.alerts.size();
+    root.appearAction();
+    EXPECT_EQ(nav_.alerts.size(), shown);
+}
+
+TEST(Tour, ColorsWhereTheCurrencyIsTheDollar) {
+    Environment us("en_US", "America/New_York", fixedClock(at("2026-11-22T12:00:00Z")));
+    Environment gb("en_GB", "Europe/London", fixedClock(at("2026-11-22T12:00:00Z")));
+    EXPECT_EQ(tourAlert(105, us)->title, "Graph Colors");
+    EXPECT_EQ(tourAlert(105, gb)->title, "Graph Colours");
+    EXPECT_EQ(tourAlert(104, us)->title, "Graph Types");
+    EXPECT_FALSE(tourAlert(99, us));
+    EXPECT_FALSE(tourAlert(109, us));
+}
+
+TEST_F(MainScreen, TheReviewQuestionAndItsThreeAnswers) {
+    RootViewController root(app_, nav_, dir_.path().string());
     app_.settings().set("tour", false);
     root.appearAction();  // the review date (30 days on) has not come
     EXPECT_TRUE(nav_.alerts.empty());
@@ -111,12 +149,49 @@ TEST_F(MainScreen, TourThenTheReviewQuestion) {
     ASSERT_EQ(nav_.alerts.size(), 1u);
     EXPECT_EQ(nav_.alerts[0].title, "iTunes Review");
     EXPECT_EQ(nav_.alerts[0].buttons, (std::vector<std::string>{"No Thanks!", "OK", "Remind Me Later"}));
+
     root.answerAlert(RootViewController::kReviewTag, 2);
     EXPECT_EQ(app_.settings().find("review")->date(), at("2026-11-29T12:00:00Z"));
+    nav_.alerts.clear();
+
+    // "OK" without the internet: a warning, and the date is kept.
+    app_.settings().set("review", at("2026-11-01T00:00:00Z"));
+    nav_.online = false;
+    root.answerAlert(RootViewController::kReviewTag, 1);
+    ASSERT_EQ(nav_.alerts.size(), 1u);
+    EXPECT_EQ(nav_.alerts[0].message, "No Internet connectivity");
+    EXPECT_EQ(app_.settings().find("review")->date(), at("2026-11-01T00:00:00Z"));
+    EXPECT_TRUE(nav_.urls.empty());
+    // With it: the review page, and never again.
+    nav_.online = true;
+    root.answerAlert(RootViewController::kReviewTag, 1);
+    ASSERT_EQ(nav_.urls.size(), 1u);
+    EXPECT_EQ(nav_.urls[0], app_.configuration().value("links.review"));
+    EXPECT_EQ(app_.settings().find("review")->date(), kDistantFuture);
     root.answerAlert(RootViewController::kReviewTag, 0);
     EXPECT_EQ(app_.settings().find("review")->date(), kDistantFuture);
+}
+
+TEST(ReviewPrompt, RemindMeLaterAsksAgainTheFirstTimeTheScreenIsShownSevenDaysOn) {
+    test::TempDir dir;
+    PreferencesStore store(dir.file("p.plist"));
+    Date now = at("2026-11-22T12:00:00Z");
+    NumbrelAppDelegate app(Environment("en_GB", "Europe/London", [&] { return now; }), store);
+    app.applicationDidFinishLaunching();
+    app.settings().set("tour", false);
+    app.settings().set("review", at("2026-11-01T00:00:00Z"));
+    test::FakeNavigator nav;
+    RootViewController root(app, nav);
     root.appearAction();
-    EXPECT_EQ(nav_.alerts.size(), 1u);
+    ASSERT_EQ(nav.alerts.size(), 1u);
+    root.answerAlert(RootViewController::kReviewTag, 2);
+    now = at("2026-11-29T11:59:00Z");
+    root.appearAction();
+    EXPECT_EQ(nav.alerts.size(), 1u);
+    now = at("2026-11-29T12:00:01Z");
+    root.appearAction();
+    ASSERT_EQ(nav.alerts.size(), 2u);
+    EXPECT_EQ(nav.alerts[1].title, "iTunes Review");
 }
 
 TEST_F(MainScreen, PageRowsOpenTheirScreensByWhatTheyAre) {
@@ -139,9 +214,18 @@ TEST_F(MainScreen, PageRowsOpenTheirScreensByWhatTheyAre) {
     EXPECT_EQ(nav_.pushed[0]->title(), "Readings");
     EXPECT_EQ(nav_.pushed[1]->title(), "Current");
     root.settingsAction();
-    EXPECT_EQ(nav_.alerts.back().buttons, (std::vector<std::string>{"Backups", "Cancel"}));
+    EXPECT_EQ(nav_.alerts.back().buttons,
+              (std::vector<std::string>{"Backups", "Settings and Help", "User Guide", "Cancel"}));
     root.answerAlert(RootViewController::kSettingsSheetTag, 0);
     EXPECT_EQ(nav_.pushed.back()->title(), "Backups");
+    root.answerAlert(RootViewController::kSettingsSheetTag, 1);
+    EXPECT_EQ(nav_.pushed.back()->title(), "Settings");
+    root.answerAlert(RootViewController::kSettingsSheetTag, 2);
+    EXPECT_EQ(nav_.pushed.back()->title(), "User Guide");
+    nav_.online = false;
+    root.answerAlert(RootViewController::kSettingsSheetTag, 2);
+    EXPECT_EQ(nav_.pushed.size(), 5u);
+    EXPECT_EQ(nav_.alerts.back().message, "No Internet connectivity");
 }
 
 TEST_F(MainScreen, LatestBackupLine) {

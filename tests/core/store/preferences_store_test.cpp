@@ -12,6 +12,7 @@
 #include "plist/description.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
+#include "support/fake_notifier.h"
 #include "support/test_support.h"
 
 namespace numbrel {
@@ -255,12 +256,13 @@ TEST(AppDelegate, LeavingAndReturningWithoutEditsMakesNoSecondBackup) {
     TempDir dir;
     PreferencesStore store(dir.file("p.plist"));
     NumbrelAppDelegate app(pinnedEnvironment(), store);
-    int backups = 0, reloads = 0, reminders = 0;
+    int backups = 0, reloads = 0;
+    test::FakeNotifier notifier;
+    app.setNotifier(&notifier);
     NumbrelAppDelegate::Hooks hooks;
     hooks.hasDocumentCloud = [] { return true; };
     hooks.cloudBackup = [&] { ++backups; };
     hooks.postNotification = [&](const std::string& name) { reloads += name == "ReloadSettings"; };
-    hooks.planReminders = [&] { ++reminders; };
     app.setHooks(hooks);
     app.applicationDidFinishLaunching();
     app.settings().set("icloud", true);
@@ -269,7 +271,8 @@ TEST(AppDelegate, LeavingAndReturningWithoutEditsMakesNoSecondBackup) {
 
     ASSERT_FALSE(app.applicationDidEnterBackground());
     EXPECT_EQ(backups, 1);
-    EXPECT_EQ(reminders, 0);  // "reminders" is "Off"
+    EXPECT_EQ(notifier.plans, 0);    // "reminders" is "Off"
+    EXPECT_EQ(notifier.cancels, 1);  // at start
     EXPECT_EQ(app.md5(), "");
     app.applicationWillEnterForeground();
     EXPECT_EQ(reloads, 1);
@@ -286,7 +289,20 @@ TEST(AppDelegate, LeavingAndReturningWithoutEditsMakesNoSecondBackup) {
     app.settings().set("reminders", "Daily");
     ASSERT_FALSE(app.applicationDidEnterBackground());
     EXPECT_EQ(backups, 2);
-    EXPECT_EQ(reminders, 1);
+    EXPECT_EQ(notifier.plans, 1);
+    EXPECT_EQ(notifier.planned.size(), 7u);
+    EXPECT_EQ(notifier.cancels, 4);  // at start and on each return
+
+    // A notifier that fails or throws never fails the save; what it said is kept.
+    app.applicationWillEnterForeground();
+    notifier.failure = "systemctl is not there";
+    EXPECT_FALSE(app.applicationDidEnterBackground());
+    EXPECT_EQ(app.reminderProblem(), "systemctl is not there");
+    app.applicationWillEnterForeground();
+    notifier.throws = true;
+    EXPECT_FALSE(app.applicationDidEnterBackground());
+    EXPECT_EQ(app.reminderProblem(), "the notification service went away");
+    EXPECT_TRUE(store.value("reminders") && store.value("reminders")->string() == "Daily");
 }
 
 TEST(AppDelegate, RestoreKeepsTheNeverAskForAReviewState) {

@@ -1,0 +1,234 @@
+#include "settings/settings_view_controller.h"
+
+#include <gtest/gtest.h>
+
+#include "settings/help_browser.h"
+#include "settings/reminders_view_controller.h"
+#include "store/app_delegate.h"
+#include "store/configuration.h"
+#include "support/app_fixture.h"
+#include "support/fake_navigator.h"
+#include "support/fake_notifier.h"
+
+namespace numbrel {
+namespace {
+
+class SettingsScreen : public test::AppFixture {
+protected:
+    // The screen as the stack holds it, so that it closes as it does in the app.
+    SettingsViewController& open(bool tablet = false) {
+        auto screen = std::make_unique<SettingsViewController>(app_, nav_, tablet);
+        SettingsViewController& s = *screen;
+        id_ = nav_.open(std::move(screen));
+        return s;
+    }
+    // A switch flipped as the app flips it: through the stack, which sends answers back to the screen.
+    void flip(int tag, bool on) {
+        nav_.act(id_, [&](Screen& s) { s.flipSwitch(tag, on); });
+    }
+    test::FakeNavigator nav_;
+    ScreenStack::Id id_ = 0;
+};
+
+std::vector<std::string> footers(const std::vector<Section>& s) {
+    std::vector<std::string> out;
+    for (const Section& section : s)
+        out.push_back(section.footer);
+    return out;
+}
+
+TEST_F(SettingsScreen, RowsSwitchesAndFootersFollowTheTips) {
+    SettingsViewController& screen = open();
+    std::vector<Section> s = screen.sections();
+    ASSERT_EQ(s.size(), 6u);
+    EXPECT_EQ(s[0].rows[0].label, "Email");
+    ASSERT_EQ(s[1].rows.size(), 7u);
+    for (int i = 0; i < 7; ++i) {
+        EXPECT_EQ(s[1].rows[i].tag, 10 + i);
+        EXPECT_EQ(s[1].rows[i].accessory, Accessory::Switch);
+        EXPECT_FALSE(s[1].rows[i].selectable);
+    }
+    EXPECT_EQ(s[1].rows[6].label, "Tips");
+    EXPECT_EQ(s[2].rows[0].label, "Dropbox");
+    EXPECT_FALSE(s[2].rows[0].on);
+    EXPECT_EQ(s[2].rows[4].label, "Reminders");
+    EXPECT_EQ(s[2].rows[4].detail, "Off");
+    EXPECT_EQ(s[2].rows[5].detail, "Red, Green and Blue");
+    EXPECT_EQ(s[3].header, "Help and Support (v" NUMBREL_TEST_VERSION ")");
+    EXPECT_EQ(s[5].rows[0].label, "Review on iTunes");
+    // No torch on a desktop: its label is light grey and the footer says so.
+    EXPECT_TRUE(s[2].rows[3].color.has_value());
+    EXPECT_EQ(footers(s),
+              (std::vector<std::string>{"For exporting backups and readings",
+                                        "To switch between usage and costs, simply double tap on the graphs",
+                                        "Torch not supported on this device", "", "", ""}));
+
+    screen.flipSwitch(16, false);  // Tips off: every footer goes at once
+    EXPECT_FALSE(boolOf(app_.settings(), "tips"));
+    EXPECT_EQ(footers(screen.sections()), std::vector<std::string>(6));
+
+    screen.flipSwitch(10, true);
+    screen.flipSwitch(14, true);
+    EXPECT_TRUE(boolOf(app_.settings(), "average"));
+    EXPECT_TRUE(boolOf(app_.settings(), "zero"));
+    EXPECT_TRUE(screen.sections()[1].rows[4].on);
+    flip(23, true);
+    EXPECT_TRUE(boolOf(app_.settings(), "torch"));
+}
+
+TEST_F(SettingsScreen, OnATabletLandscapeIsAlwaysOn) {
+    app_.settings().set("landscape", false);
+    SettingsViewController& screen = open(true);
+    Row landscape = screen.sections()[1].rows[3];
+    EXPECT_TRUE(landscape.on);
+    EXPECT_FALSE(landscape.enabled);
+    screen.flipSwitch(13, false);
+    EXPECT_FALSE(boolOf(app_.settings(), "landscape"));
+    EXPECT_EQ(screen.sections()[1].footer, "Landscape mode is always supported on the iPad");
+}
+
+TEST_F(SettingsScreen, CloudAndAutoBackupsFollowThePlatformAndEachOther) {
+    bool cloud = false;
+    NumbrelAppDelegate::Hooks hooks;
+    hooks.hasDocumentCloud = [&] { return cloud; };
+    app_.setHooks(hooks);
+    app_.settings().set("icloud", true);
+    app_.settings().set("autobackup", true);
+    SettingsViewController& screen = open();
+    // Without a document cloud: both grey and disabled; the switches do nothing.
+    std::vector<Section> s = screen.sections();
+    EXPECT_FALSE(s[2].rows[1].enabled);
+    EXPECT_TRUE(s[2].rows[1].color.has_value());
+    EXPECT_FALSE(s[2].rows[2].enabled);
+    EXPECT_FALSE(s[2].rows[2].on);
+    flip(21, false);
+    EXPECT_TRUE(boolOf(app_.settings(), "icloud"));
+
+    cloud = true;
+    s = screen.sections();
+    EXPECT_TRUE(s[2].rows[1].on);
+    EXPECT_TRUE(s[2].rows[2].enabled);
+    EXPECT_TRUE(s[2].rows[2].on);
+    EXPECT_FALSE(s[2].rows[2].color.has_value());
+    // "iCloud" off leaves "autobackup" as it was, shown off and disabled.
+    flip(21, false);
+    EXPECT_TRUE(boolOf(app_.settings(), "autobackup"));
+    s = screen.sections();
+    EXPECT_FALSE(s[2].rows[2].on);
+    EXPECT_FALSE(s[2].rows[2].enabled);
+    EXPECT_TRUE(s[2].rows[2].color.has_value());
+
+    flip(21, true);
+    flip(22, false);
+    EXPECT_FALSE(boolOf(app_.settings(), "autobackup"));
+    flip(22, true);  // asks first
+    ASSERT_EQ(nav_.alerts.size(), 1u);
+    EXPECT_EQ(nav_.alerts[0].title, "Auto Backups");
+    EXPECT_NE(nav_.alerts[0].message.find("keeping the 3 most recent"), std::string::npos);
+    nav_.answer(nav_.lastTicket, 0);
+    EXPECT_FALSE(boolOf(app_.settings(), "autobackup"));
+    flip(22, true);
+    nav_.answer(nav_.lastTicket, 1);
+    EXPECT_TRUE(boolOf(app_.settings(), "autobackup"));
+}
+
+TEST_F(SettingsScreen, DropboxAsksWhereAndCancellingLeavesItOff) {
+    SettingsViewController& screen = open();
+    app_.settings().set("root", true);
+    flip(20, true);
+    ASSERT_EQ(nav_.alerts.size(), 1u);
+    EXPECT_EQ(nav_.alerts[0].buttons, (std::vector<std::string>{"Cancel", "~Dropbox/", "~Dropbox/Apps/"}));
+    nav_.answer(nav_.lastTicket, 0);
+    EXPECT_EQ(nav_.alerts.size(), 1u);
+    EXPECT_TRUE(boolOf(app_.settings(), "root"));
+    EXPECT_FALSE(screen.sections()[2].rows[0].on);
+    // A choice is stored; the account cannot be linked yet, and the switch says so by staying off.
+    flip(20, true);
+    nav_.answer(nav_.lastTicket, 2);
+    EXPECT_FALSE(boolOf(app_.settings(), "root", true));
+    ASSERT_EQ(nav_.alerts.size(), 3u);
+    EXPECT_EQ(nav_.alerts[2].title, "Dropbox");
+    EXPECT_FALSE(screen.sections()[2].rows[0].on);
+    EXPECT_EQ(screen.sections()[2].rows[0].label, "Dropbox");
+}
+
+TEST_F(SettingsScreen, RowsOpenTheirScreensAndLinksNeedTheInternet) {
+    test::FakeNotifier notifier;
+    notifier.noteText = "Reminders are written to a calendar file";
+    app_.setNotifier(&notifier);
+    app_.setConfiguration(Configuration::parse("[links]\nsupport = https://example.org/help\n"));
+    SettingsViewController& screen = open();
+
+    std::optional<ValueEdit> email = screen.editFor(0, 0);
+    ASSERT_TRUE(email);
+    EXPECT_EQ(email->title, "Email");
+    EXPECT_EQ(email->prompt, "Enter your email address");
+    EXPECT_EQ(email->kind, EditKind::Text);
+    EXPECT_TRUE(email->apply("me@example.org", ""));
+    EXPECT_EQ(screen.sections()[0].rows[0].detail, "me@example.org");
+
+    screen.selectRow(2, 4);
+    ASSERT_EQ(nav_.pushed.size(), 1u);
+    EXPECT_EQ(nav_.pushed[0]->title(), "Reminders");
+    EXPECT_EQ(nav_.pushed[0]->sections()[0].footer, "Reminders are written to a calendar file");
+    nav_.closeTop();
+    screen.selectRow(2, 5);
+    EXPECT_EQ(nav_.pushed.back()->title(), "Themes");
+    nav_.closeTop();
+    screen.selectRow(3, 0);
+    auto* guide = dynamic_cast<HelpBrowser*>(nav_.pushed.back());
+    ASSERT_NE(guide, nullptr);
+    EXPECT_FALSE(guide->support());
+    nav_.closeTop();
+
+    screen.selectRow(4, 0);
+    ASSERT_EQ(nav_.urls.size(), 1u);
+    EXPECT_EQ(nav_.urls[0], "https://example.org/help");
+    nav_.online = false;
+    screen.selectRow(5, 0);
+    EXPECT_EQ(nav_.urls.size(), 1u);
+    EXPECT_EQ(nav_.alerts.back().title, "Warning!");
+    EXPECT_EQ(nav_.alerts.back().message, "No Internet connectivity");
+
+    // "Tour" turns the tour on and closes the screen.
+    app_.settings().set("tour", false);
+    screen.selectRow(3, 1);
+    EXPECT_TRUE(boolOf(app_.settings(), "tour"));
+    EXPECT_EQ(nav_.depth(), 0u);
+}
+
+TEST(HelpBrowserLinks, FilesLoadInsideOthersGoOutWithTheInternet) {
+    test::FakeNavigator nav;
+    HelpBrowser guide(nav, "qrc:/help.html");
+    EXPECT_EQ(guide.title(), "User Guide");
+    EXPECT_EQ(guide.backLabel(), "");
+    EXPECT_TRUE(guide.hasDone());
+    EXPECT_TRUE(guide.linkAction("#readings"));
+    EXPECT_TRUE(guide.linkAction("file:///usr/share/numbrel/help.html"));
+    EXPECT_TRUE(guide.linkAction("FILE:help.html"));
+    EXPECT_TRUE(nav.urls.empty());
+    EXPECT_FALSE(guide.linkAction("https://example.org/x"));
+    EXPECT_EQ(nav.urls, (std::vector<std::string>{"https://example.org/x"}));
+    nav.online = false;
+    EXPECT_FALSE(guide.linkAction("mailto:me@example.org"));
+    EXPECT_EQ(nav.urls.size(), 1u);
+    EXPECT_EQ(nav.alerts.back().message, "No Internet connectivity");
+}
+
+TEST(ConfigurationFile, SectionsKeysCommentsAndBadLines) {
+    Configuration c = Configuration::parse(
+        "# links\n[links]\n  support = https://a.example/s  \n; a comment\nreview=\n"
+        "stray line\n[cloud]\nfolder = /home/me/Sync = mine\n= nothing\n");
+    EXPECT_EQ(c.value("links.support"), "https://a.example/s");
+    EXPECT_EQ(c.value("links.review"), "");
+    EXPECT_EQ(c.value("cloud.folder"), "/home/me/Sync = mine");
+    EXPECT_FALSE(c.value("links.contact").empty());  // a default
+    EXPECT_EQ(c.value("links.nothing"), "");
+    ASSERT_EQ(c.problems().size(), 2u);
+    EXPECT_EQ(c.problems()[0].rfind("line 6", 0), 0u);
+    test::TempDir dir;
+    EXPECT_TRUE(Configuration::load(dir.file("missing.conf")).problems().empty());
+}
+
+}  // namespace
+}  // namespace numbrel
