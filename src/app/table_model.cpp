@@ -11,24 +11,6 @@ QString qs(const std::string& s) {
     return QString::fromStdString(s);
 }
 
-QString accessoryName(Accessory a) {
-    switch (a) {
-        case Accessory::Disclosure:
-            return "disclosure";
-        case Accessory::Check:
-            return "check";
-        case Accessory::Switch:
-            return "switch";
-        case Accessory::Segments:
-            return "segments";
-        case Accessory::Info:
-            return "info";
-        case Accessory::None:
-            break;
-    }
-    return {};
-}
-
 }  // namespace
 
 TableModel::TableModel(NavigationStack& stack, ScreenStack::Id id, QObject* parent)

@@ -85,24 +85,6 @@ protected:
     }
 };
 
-const char* accessoryName(Accessory a) {
-    switch (a) {
-        case Accessory::Disclosure:
-            return "disclosure";
-        case Accessory::Check:
-            return "check";
-        case Accessory::Switch:
-            return "switch";
-        case Accessory::Segments:
-            return "segments";
-        case Accessory::Info:
-            return "info";
-        case Accessory::None:
-            break;
-    }
-    return "none";
-}
-
 nlohmann::ordered_json screenJson(Screen& screen) {
     nlohmann::ordered_json sections = nlohmann::ordered_json::array();
     for (const Section& s : screen.sections()) {
@@ -110,7 +92,7 @@ nlohmann::ordered_json screenJson(Screen& screen) {
         for (const Row& r : s.rows)
             rows.push_back({{"label", r.label},
                             {"detail", r.detail},
-                            {"accessory", accessoryName(r.accessory)},
+                            {"accessory", *accessoryName(r.accessory) ? accessoryName(r.accessory) : "none"},
                             {"tag", r.tag},
                             {"on", r.on},
                             {"enabled", r.enabled}});

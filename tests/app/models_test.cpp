@@ -16,8 +16,10 @@
 #include "job_runner.h"
 #include "main_model.h"
 #include "navigation_stack.h"
+#include "queued_notifier.h"
 #include "readings_model.h"
 #include "support/app_fixture.h"
+#include "support/fake_notifier.h"
 #include "table_model.h"
 #include "value_editor.h"
 
@@ -230,3 +232,45 @@ int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
+
+namespace numbrel::app {
+namespace {
+
+// Reminders reach the desktop off the GUI thread, in the order asked, and what goes wrong shows in
+// the note; whatever is queued when the app ends is still done.
+TEST(QueuedReminders, RunInOrderOffTheCallersThreadAndFinishBeforeTheEnd) {
+    // The queue owns its backend; this one reports to a fake that outlives the queue.
+    struct Forward : Notifier {
+        explicit Forward(test::FakeNotifier& f) : fake(f) {}
+        std::string schedule(const std::vector<Reminder>& r) override { return fake.schedule(r); }
+        std::string cancelAll() override { return fake.cancelAll(); }
+        std::string note() const override { return fake.note(); }
+        test::FakeNotifier& fake;
+    };
+    test::FakeNotifier fake;
+    fake.noteText = "a calendar file";
+    auto backend = std::make_unique<Forward>(fake);
+    std::vector<Reminder> seven(7, Reminder{Date{1000.0}, "Meter readings are due today"});
+    {
+        QueuedNotifier queued(std::move(backend));
+        EXPECT_EQ(queued.schedule(seven), "");
+        EXPECT_EQ(queued.cancelAll(), "");
+        EXPECT_EQ(queued.schedule(seven), "");
+        queued.drain();
+        EXPECT_EQ(fake.plans, 2);
+        EXPECT_EQ(fake.cancels, 1);
+        EXPECT_EQ(fake.planned.size(), 7u);
+        EXPECT_EQ(queued.note(), "a calendar file");
+        fake.throws = true;
+        queued.schedule(seven);
+        queued.drain();
+        EXPECT_NE(queued.note().find("the notification service went away"), std::string::npos);
+        fake.throws = false;
+        queued.cancelAll();  // left to the destructor
+    }
+    EXPECT_EQ(fake.cancels, 2);
+    EXPECT_TRUE(fake.planned.empty());
+}
+
+}  // namespace
+}  // namespace numbrel::app

@@ -6,6 +6,24 @@
 
 namespace numbrel {
 
+const char* accessoryName(Accessory accessory) {
+    switch (accessory) {
+        case Accessory::Disclosure:
+            return "disclosure";
+        case Accessory::Check:
+            return "check";
+        case Accessory::Switch:
+            return "switch";
+        case Accessory::Segments:
+            return "segments";
+        case Accessory::Info:
+            return "info";
+        case Accessory::None:
+            break;
+    }
+    return "";
+}
+
 namespace {
 
 // The row at a position of the screen as it is now, if there is one.

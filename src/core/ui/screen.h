@@ -15,6 +15,8 @@ namespace numbrel {
 // What sits at a row's right: a chevron, a check mark, a switch, a segmented control in place of the
 // label, or an info button that opens the row's details (a meter's rates) apart from selecting it.
 enum class Accessory { None, Disclosure, Check, Switch, Segments, Info };
+// "disclosure", "check", "switch", "segments", "info", or "" for none: how front ends name them.
+const char* accessoryName(Accessory accessory);
 
 struct RowColor {
     double r = 0, g = 0, b = 0;
