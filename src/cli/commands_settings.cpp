@@ -153,7 +153,7 @@ void screen(Context& ctx, Args& args) {
     // The main screen is shown: a fresh document starts the tour there, a due date the review question.
     if (rest[0] == "root")
         stack.act(first, [](Screen& s) { static_cast<RootViewController&>(s).appearAction(); });
-    const std::string before = ctx.delegate().MD5StringOfSettings() + toJson(ctx.settings()).dump();
+    const Value before = ctx.settings();
 
     for (std::size_t i = 1; i < rest.size(); i += 2) {
         const std::string& option = rest[i];
@@ -206,7 +206,7 @@ void screen(Context& ctx, Args& args) {
         for (const auto& s : stack.alerts)
             ctx.out() << s.alert.title << (s.alert.message.empty() ? "" : ": " + s.alert.message) << "\n";
     }
-    if (ctx.delegate().MD5StringOfSettings() + toJson(ctx.settings()).dump() != before) ctx.markChanged();
+    if (ctx.settings() != before) ctx.markChanged();
 }
 
 }  // namespace

@@ -87,7 +87,7 @@ void RootViewController::answerAlert(int tag, int button) {
             navigator_.push(
                 std::make_unique<HelpBrowser>(navigator_, app_.configuration().value("help.page")));
         else
-            navigator_.present(Alert{0, tr("Warning!"), tr("No Internet connectivity"), {tr("OK")}});
+            navigator_.present(noInternetAlert());
     }
     if (tag == kReviewTag) answerReview(button);
     if (tag >= kFirstTourTag && tag <= kLastTourTag) answerTour(tag, button);
@@ -333,7 +333,7 @@ void RootViewController::answerReview(int button) {
     }
     if (button == 1) {
         if (!navigator_.internetReachable()) {
-            navigator_.present(Alert{0, tr("Warning!"), tr("No Internet connectivity"), {tr("OK")}});
+            navigator_.present(noInternetAlert());
             return;
         }
         navigator_.openUrl(app_.configuration().value("links.review"));

@@ -32,15 +32,6 @@ enum Action {
     kBar
 };
 
-Row choice(std::string label, bool checked, int action, int index, bool enabled = true) {
-    Row r{std::move(label), "", checked ? Accessory::Check : Accessory::None};
-    r.enabled = enabled;
-    r.selectable = enabled;
-    r.action = action;
-    r.index = index;
-    return r;
-}
-
 }  // namespace
 
 const std::vector<RegisterCombination>& registerCombinations(int registers) {

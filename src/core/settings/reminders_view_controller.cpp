@@ -12,14 +12,6 @@ const char* const kKinds[] = {"Off", "Daily", "Weekly", "Monthly"};
 const char* const kWeekdays[] = {"Monday", "Tuesday",  "Wednesday", "Thursday",
                                  "Friday", "Saturday", "Sunday"};
 
-Row choice(std::string label, bool checked, int action, int index) {
-    Row row{std::move(label)};
-    row.accessory = checked ? Accessory::Check : Accessory::None;
-    row.action = action;
-    row.index = index;
-    return row;
-}
-
 }  // namespace
 
 RemindersViewController::RemindersViewController(NumbrelAppDelegate& app, std::string note)

@@ -54,7 +54,7 @@ const char* const kThemeNames[] = {"Black", "Red", "Green", "Blue", "Red, Green 
 
 void openLink(Navigator& navigator, const std::string& url) {
     if (!navigator.internetReachable()) {
-        navigator.present(Alert{0, tr("Warning!"), tr("No Internet connectivity"), {tr("OK")}});
+        navigator.present(noInternetAlert());
         return;
     }
     navigator.openUrl(url);

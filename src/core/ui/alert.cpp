@@ -6,6 +6,10 @@
 
 namespace numbrel {
 
+Alert noInternetAlert() {
+    return Alert{0, tr("Warning!"), tr("No Internet connectivity"), {tr("OK")}};
+}
+
 int cancelButton(const Alert& alert) {
     auto cancel = std::find(alert.buttons.begin(), alert.buttons.end(), tr("Cancel"));
     if (cancel != alert.buttons.end()) return static_cast<int>(cancel - alert.buttons.begin());

@@ -19,6 +19,9 @@ struct Alert {
     friend bool operator==(const Alert&, const Alert&) = default;
 };
 
+// "Warning!" / "No Internet connectivity" / "OK": what a link or transfer says without the internet.
+Alert noInternetAlert();
+
 // The button Escape answers: the one labelled "Cancel"; else a lone button; else, of an alert's two
 // buttons, the first. -1 when there is none (then Escape leaves the alert open).
 int cancelButton(const Alert& alert);

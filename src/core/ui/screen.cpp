@@ -6,6 +6,15 @@
 
 namespace numbrel {
 
+Row choice(std::string label, bool checked, int action, int index, bool enabled) {
+    Row r{std::move(label), "", checked ? Accessory::Check : Accessory::None};
+    r.enabled = enabled;
+    r.selectable = enabled;
+    r.action = action;
+    r.index = index;
+    return r;
+}
+
 const char* accessoryName(Accessory accessory) {
     switch (accessory) {
         case Accessory::Disclosure:

@@ -178,6 +178,9 @@ protected:
     virtual bool move(const Row& /*row*/, int /*to*/) { return false; }
 };
 
+// A row among choices: a check mark when chosen; a disabled one can be neither selected nor chosen.
+Row choice(std::string label, bool checked, int action, int index, bool enabled = true);
+
 // The row a label sits on, or null. Not for a temporary list of sections: the row would dangle.
 const Row* findRow(const std::vector<Section>& sections, const std::string& label);
 const Row* findRow(std::vector<Section>&& sections, const std::string& label) = delete;
