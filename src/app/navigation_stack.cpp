@@ -1,16 +1,20 @@
 #include "navigation_stack.h"
 
+#include <QNetworkInformation>
+
 #include "desktop.h"
 #include "entry_model.h"
 #include "help_model.h"
 #include "job_runner.h"
 #include "main/root_view_controller.h"
 #include "main_model.h"
+#include "pages_server.h"
 #include "reachability.h"
 #include "readings/add_view_controller.h"
 #include "readings/readings_view_controller.h"
 #include "readings_model.h"
 #include "settings/help_browser.h"
+#include "store/app_delegate.h"
 #include "table_model.h"
 #include "ui/localize.h"
 
@@ -109,6 +113,30 @@ void NavigationStack::openUrl(const std::string& url) {
 
 bool NavigationStack::internetReachable() const {
     return net::internetReachable();
+}
+
+bool NavigationStack::localNetworkReachable() const {
+    // The platform's word first, as a hint: loaded when first asked, so start-up does not wait for it.
+    static const bool loaded =
+        QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability);
+    if (loaded)
+        if (QNetworkInformation* info = QNetworkInformation::instance())
+            if (info->reachability() == QNetworkInformation::Reachability::Disconnected) return false;
+    return net::localNetworkReachable();
+}
+
+std::string NavigationStack::localIPAddress() const {
+    return net::localIPAddress();
+}
+
+std::unique_ptr<TransferServer> NavigationStack::makeTransferServer() {
+    // A file's arrival reaches the screen that started the server on the GUI thread, if it still exists.
+    const Id owner = acting();
+    auto post = [this, owner](std::function<void()> uploaded) {
+        QMetaObject::invokeMethod(
+            this, [this, owner, uploaded] { guarded(owner, uploaded)(); }, Qt::QueuedConnection);
+    };
+    return std::make_unique<net::PagesServer>(net::transferOptions(app_.configuration()), post);
 }
 
 bool NavigationStack::canSendMail() const {

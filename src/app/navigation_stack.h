@@ -62,6 +62,9 @@ public:
     // Navigator
     void openUrl(const std::string& url) override;
     bool internetReachable() const override;
+    bool localNetworkReachable() const override;
+    std::string localIPAddress() const override;
+    std::unique_ptr<TransferServer> makeTransferServer() override;
     bool canSendMail() const override;
     void composeMail(const Mail& mail) override;
     void run(Job job) override;

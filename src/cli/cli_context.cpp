@@ -178,6 +178,7 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     addMeterCommands(commands);
     addBackupCommands(commands);
     addSettingsCommands(commands);
+    addTransferCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;

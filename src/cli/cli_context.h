@@ -112,6 +112,7 @@ void addReadingsCommands(std::vector<Command>& commands);
 void addMeterCommands(std::vector<Command>& commands);
 void addBackupCommands(std::vector<Command>& commands);
 void addSettingsCommands(std::vector<Command>& commands);
+void addTransferCommands(std::vector<Command>& commands);
 
 // JSON of a value: dates as ISO 8601 UTC with milliseconds, data as base64, every key kept.
 nlohmann::ordered_json toJson(const Value& value);

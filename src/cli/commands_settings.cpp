@@ -12,6 +12,7 @@
 #include "main/meters_view_controller.h"
 #include "main/root_view_controller.h"
 #include "main/selection_view_controller.h"
+#include "pages_server.h"
 #include "plist/date_text.h"
 #include "reachability.h"
 #include "readings/current_view_controller.h"
@@ -69,6 +70,12 @@ class ScriptedStack : public ScreenStack {
 public:
     void openUrl(const std::string& url) override { urls.push_back(url); }
     bool internetReachable() const override { return net::internetReachable(); }
+    bool localNetworkReachable() const override { return net::localNetworkReachable(); }
+    std::string localIPAddress() const override { return net::localIPAddress(); }
+    // The pages run while the command does: an alert left open is closed when it ends.
+    std::unique_ptr<TransferServer> makeTransferServer() override {
+        return std::make_unique<net::PagesServer>(net::HttpServerOptions{}, nullptr);
+    }
 
     struct Shown {
         Alert alert;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace numbrel::net {
 
@@ -11,5 +12,18 @@ namespace numbrel::net {
 bool internetReachable();
 // The same reading of two tables' texts, for tests.
 bool hasDefaultRoute(const std::string& ipv4Routes, const std::string& ipv6Routes);
+
+// This machine's address on the local network, in dotted decimal: the IPv4 address of the wireless
+// interface (a name beginning "wl", the last one listed), else of the interface the default route
+// leaves by; "(error)" when there is none.
+std::string localIPAddress();
+// The same choice from a list of (interface, address) pairs and the routing table's text, for tests.
+struct InterfaceAddress {
+    std::string interface;
+    std::string address;
+};
+std::string chooseLocalAddress(const std::vector<InterfaceAddress>& addresses, const std::string& ipv4Routes);
+// Whether a local network can be reached: an address from localIPAddress.
+bool localNetworkReachable();
 
 }  // namespace numbrel::net

@@ -2,7 +2,10 @@
 // opened by a test) are destroyed as the app destroys them: after the action that closed them.
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <string>
+#include <variant>
 #include <vector>
 
 #include "ui/screen_stack.h"
@@ -25,6 +28,27 @@ public:
     }
     void openUrl(const std::string& url) override { urls.push_back(url); }
     bool internetReachable() const override { return online; }
+    bool localNetworkReachable() const override { return localNetwork; }
+    std::string localIPAddress() const override { return address; }
+    // A server that records what it is asked; the test calls uploaded() as a file would arrive.
+    struct FakeServer : TransferServer {
+        explicit FakeServer(FakeNavigator& owner) : nav(owner) {}
+        std::variant<int, std::string> start(const std::string& folder, std::function<void()> then) override {
+            if (!nav.serverProblem.empty()) return nav.serverProblem;
+            nav.serving = folder;
+            nav.uploaded = std::move(then);
+            return 8080;
+        }
+        void stop() override {
+            nav.serving.clear();
+            nav.uploaded = nullptr;
+        }
+        ~FakeServer() override { stop(); }
+        FakeNavigator& nav;
+    };
+    std::unique_ptr<TransferServer> makeTransferServer() override {
+        return std::make_unique<FakeServer>(*this);
+    }
     bool canSendMail() const override { return mailer; }
     void composeMail(const Mail& mail) override { mails.push_back(mail); }
 
@@ -37,6 +61,11 @@ public:
     std::vector<Mail> mails;
     bool mailer = false;
     bool online = true;
+    bool localNetwork = true;
+    std::string address = "192.168.1.20";
+    std::string serverProblem;       // a server that cannot start says this
+    std::string serving;             // the folder served while a server runs
+    std::function<void()> uploaded;  // what a running server calls when a file arrives
     int pops = 0;
     int dismissals = 0;
 

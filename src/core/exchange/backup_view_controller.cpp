@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <system_error>
+#include <variant>
 
 #include "costs/formatter.h"
 #include "exchange/backup.h"
@@ -15,7 +16,7 @@ namespace numbrel {
 namespace {
 
 // What the screen's rows stand for.
-enum Action { kNone, kAddFile, kBackupNow, kFile };
+enum Action { kNone, kAddFile, kWifi, kBackupNow, kFile };
 
 std::string lowerExtension(const std::string& name) {
     std::string ext = std::filesystem::path(name).extension().string();
@@ -58,6 +59,10 @@ BackupViewController::BackupViewController(NumbrelAppDelegate& app, Navigator& n
     refresh();
 }
 
+BackupViewController::~BackupViewController() {
+    if (server_) server_->stop();
+}
+
 void BackupViewController::refresh() {
     backups_ = listBackups(filesIn(directory_), {});
 }
@@ -79,6 +84,9 @@ std::vector<Section> BackupViewController::sections() const {
         add.action = kAddFile;
         channels.rows.push_back(add);
     }
+    Row wifi{tr("Import / Export by WiFi"), "", Accessory::Disclosure};
+    wifi.action = kWifi;
+    channels.rows.push_back(wifi);
     Row now{tr("Backup Now")};
     now.action = kBackupNow;
     Section backup{"", backups_.empty() ? tr("Import a backup file or Backup Now") : "", {now}};
@@ -94,8 +102,39 @@ std::vector<Section> BackupViewController::sections() const {
     return {channels, backup, files};
 }
 
+void BackupViewController::wifiAction() {
+    const std::string address = navigator_.localIPAddress();
+    if (!navigator_.localNetworkReachable() || address == "(error)") {
+        warn(tr("No wireless connectivity"));
+        return;
+    }
+    std::unique_ptr<TransferServer> server = navigator_.makeTransferServer();
+    if (!server) {
+        warn(tr("No wireless connectivity"));
+        return;
+    }
+    // A file that arrives is listed at once.
+    std::variant<int, std::string> started = server->start(directory_, [this] { refresh(); });
+    if (const std::string* problem = std::get_if<std::string>(&started)) {
+        warn(fill(tr("The transfer pages could not be started: %@"), {*problem}));
+        return;
+    }
+    server_ = std::move(server);
+    navigator_.present(
+        Alert{kWifiTag,
+              tr("Import / Export by WiFi"),
+              fill(tr("Launch a browser from a computer on the same wireless network then navigate "
+                      "to the address\n\nhttp://%@:%d\n\nKeep this alert box open until you have "
+                      "finished copying files, then select Stop below"),
+                   {address, std::to_string(std::get<int>(started))}),
+              {tr("Stop")}});
+}
+
 void BackupViewController::select(const Row& row) {
     switch (row.action) {
+        case kWifi:
+            wifiAction();
+            break;
         case kAddFile:
             navigator_.chooseFiles({}, [this](const std::vector<std::string>& paths) {
                 for (const std::string& path : paths)
@@ -282,6 +321,12 @@ void BackupViewController::importHeld() {
 }
 
 void BackupViewController::answerAlert(int tag, int button) {
+    // Closing any alert of the screen ends the transfer pages, and what they received is listed.
+    if (server_) {
+        server_->stop();
+        server_.reset();
+        refresh();
+    }
     if (tag == kFileMenuTag) {
         if (button < 0 || button >= static_cast<int>(menu_.size())) return;
         const FileAction choice = menu_[static_cast<std::size_t>(button)].second;

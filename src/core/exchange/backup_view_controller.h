@@ -4,6 +4,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@ class NumbrelAppDelegate;
 class BackupViewController : public Screen {
 public:
     BackupViewController(NumbrelAppDelegate& app, Navigator& navigator, std::string directory);
+    ~BackupViewController() override;  // a transfer server still running stops
 
     std::string title() const override;
     std::vector<Section> sections() const override;
@@ -35,6 +37,10 @@ public:
     // Copies a file into the folder ("Add File…", a file dropped on the screen); a file of the same
     // name is replaced only by a whole copy. A failure is told, and the folder stays as it was.
     void addFile(const std::string& path);
+
+    // "Import / Export by WiFi": the transfer pages served while their alert is open.
+    void wifiAction();
+    bool serving() const { return server_ != nullptr; }
 
     // "Backup Now": a backup in the Documents folder (a job), then the list again.
     void backupAction();
@@ -56,6 +62,7 @@ public:
     static constexpr int kRestoreTag = 51;
     static constexpr int kImportTag = 52;
     static constexpr int kWarningTag = 53;
+    static constexpr int kWifiTag = 54;
 
 protected:
     void select(const Row& row) override;
@@ -83,6 +90,7 @@ private:
     std::vector<ImportRow> heldRows_;  // waiting for "Import"
     bool heldExport_ = false;          // the held rows come from an export
     std::function<void()> changedHook_;
+    std::unique_ptr<TransferServer> server_;  // while the Wi-Fi alert is open
 };
 
 }  // namespace numbrel

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ui/alert.h"
+#include "ui/transfer_server.h"
 
 namespace numbrel {
 
@@ -115,6 +116,12 @@ public:
     virtual void openUrl(const std::string& url) = 0;
     // Whether the internet can be reached, asked before a link opens or anything goes out.
     virtual bool internetReachable() const { return true; }
+    // The local network, for the Wi-Fi transfer pages: whether one can be reached, and this machine's
+    // address on it ("(error)" when it has none).
+    virtual bool localNetworkReachable() const { return false; }
+    virtual std::string localIPAddress() const { return "(error)"; }
+    // A server for the transfer pages, where the front end can run one (null where it cannot).
+    virtual std::unique_ptr<TransferServer> makeTransferServer() { return nullptr; }
     // The mail composer, where the platform has one.
     virtual bool canSendMail() const { return false; }
     virtual void composeMail(const Mail& /*mail*/) {}

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "exchange/backup.h"
 #include "plist/keyed_archive.h"
 #include "support/app_fixture.h"
@@ -178,6 +180,70 @@ TEST_F(BackupsScreen, AnAddedFileReplacesOnlyWithAWholeCopy) {
     screen.addFile(docs_ + "/gas.csv");  // a file of the folder itself stays as it is
     EXPECT_EQ(test::readFile(docs_ + "/gas.csv"), "the new file");
     EXPECT_EQ(fileRows(screen), (std::vector<std::string>{"gas.csv"}));  // no temporary file left
+}
+
+TEST_F(BackupsScreen, WifiServesWhileItsAlertIsOpen) {
+    BackupViewController screen(app_, nav_, docs_);
+    const std::vector<Section> sections = screen.sections();
+    ASSERT_FALSE(sections[0].rows.empty());
+    EXPECT_EQ(sections[0].rows[0].label, "Import / Export by WiFi");
+
+    // Without a local network, or without an address on it, nothing starts.
+    for (auto [network, address] : {std::pair{false, "192.168.1.20"}, std::pair{true, "(error)"}}) {
+        nav_.localNetwork = network;
+        nav_.address = address;
+        screen.selectRow(0, 0);
+        ASSERT_FALSE(nav_.alerts.empty());
+        EXPECT_EQ(nav_.alerts.back().title, "Warning!");
+        EXPECT_EQ(nav_.alerts.back().message, "No wireless connectivity");
+        EXPECT_FALSE(screen.serving());
+        screen.answerAlert(nav_.alerts.back().tag, 0);
+    }
+
+    nav_.localNetwork = true;
+    nav_.address = "192.168.1.20";
+    screen.selectRow(0, 0);
+    ASSERT_TRUE(screen.serving());
+    EXPECT_EQ(nav_.serving, docs_);
+    const Alert shown = nav_.alerts.back();
+    EXPECT_EQ(shown.tag, BackupViewController::kWifiTag);
+    EXPECT_EQ(shown.title, "Import / Export by WiFi");
+    EXPECT_EQ(shown.message,
+              "Launch a browser from a computer on the same wireless network then navigate to the address\n\n"
+              "http://192.168.1.20:8080\n\nKeep this alert box open until you have finished copying files, "
+              "then select Stop below");
+    EXPECT_EQ(shown.buttons, std::vector<std::string>{"Stop"});
+
+    // A file arriving is listed while the alert is still open.
+    { std::ofstream(docs_ + "/nb20261101@080000.bak") << "x"; }
+    ASSERT_TRUE(nav_.uploaded);
+    nav_.uploaded();
+    EXPECT_EQ(fileRows(screen), std::vector<std::string>{"nb20261101@080000.bak"});
+
+    screen.answerAlert(shown.tag, 0);  // "Stop"
+    EXPECT_FALSE(screen.serving());
+    EXPECT_TRUE(nav_.serving.empty());
+}
+
+TEST_F(BackupsScreen, AnyAlertOfTheScreenStopsTheServerAndAFailedStartIsTold) {
+    {
+        BackupViewController screen(app_, nav_, docs_);
+        screen.selectRow(0, 0);
+        ASSERT_TRUE(screen.serving());
+        screen.answerAlert(BackupViewController::kWarningTag, 0);
+        EXPECT_FALSE(screen.serving());
+
+        screen.selectRow(0, 0);
+        EXPECT_FALSE(nav_.serving.empty());
+    }
+    EXPECT_TRUE(nav_.serving.empty()) << "a screen that goes stops its server";
+
+    nav_.serverProblem = "cannot listen on *:0: Address already in use";
+    BackupViewController screen(app_, nav_, docs_);
+    screen.selectRow(0, 0);
+    EXPECT_FALSE(screen.serving());
+    EXPECT_EQ(nav_.alerts.back().message,
+              "The transfer pages could not be started: cannot listen on *:0: Address already in use");
 }
 
 }  // namespace
