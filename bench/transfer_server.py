@@ -95,8 +95,10 @@ def main():
     with tempfile.TemporaryDirectory() as tmp:
         docs = os.path.join(tmp, "Documents")
         os.makedirs(docs)
+        os.chmod(tmp, 0o755)  # nginx's worker runs as another user
         with open(os.path.join(docs, "nb20261101@080000.bak"), "wb") as f:
             f.write(os.urandom(200 * 1024))
+        os.chmod(os.path.join(docs, "nb20261101@080000.bak"), 0o644)
 
         nginx_port = free_port()
         conf = os.path.join(tmp, "nginx.conf")

@@ -150,8 +150,6 @@ std::optional<std::string> requestPath(std::string_view target) {
 }
 
 UniqueFd openInside(const std::string& root, const std::string& path, bool directory) {
-    UniqueFd dir(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!dir) return {};
     std::vector<std::string> parts;
     std::size_t start = 1;
     while (start <= path.size()) {
@@ -160,21 +158,27 @@ UniqueFd openInside(const std::string& root, const std::string& path, bool direc
         if (end > start) parts.push_back(path.substr(start, end - start));
         start = end + 1;
     }
+    // O_NONBLOCK: opening a FIFO must not wait for a writer; regular files ignore it.
+    const int flags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | (directory ? O_DIRECTORY : 0);
+    auto checked = [directory](UniqueFd fd) -> UniqueFd {
+        struct stat st {};
+        if (!fd || ::fstat(fd.get(), &st) != 0) return {};
+        if (directory ? !S_ISDIR(st.st_mode) : !S_ISREG(st.st_mode)) return {};
+        return fd;
+    };
+    // A name right in the folder (nearly every request): one open, the folder itself being trusted.
+    if (parts.size() == 1 && parts[0] != "." && parts[0] != "..")
+        return checked(UniqueFd(::open((root + "/" + parts[0]).c_str(), flags)));
+    UniqueFd dir(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!dir) return {};
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const bool last = i + 1 == parts.size();
         if (parts[i] == "." || parts[i] == "..") return {};
-        int flags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK;
-        if (!last || directory) flags |= O_DIRECTORY;
-        UniqueFd next(::openat(dir.get(), parts[i].c_str(), flags));
+        UniqueFd next(::openat(dir.get(), parts[i].c_str(), last ? flags : flags | O_DIRECTORY));
         if (!next) return {};
         dir = std::move(next);
     }
-    struct stat st {};
-    if (::fstat(dir.get(), &st) != 0) return {};
-    if (directory ? !S_ISDIR(st.st_mode) : !S_ISREG(st.st_mode)) return {};
-    // Regular files were opened without blocking (a FIFO would not return); reads should block.
-    if (!directory) ::fcntl(dir.get(), F_SETFL, ::fcntl(dir.get(), F_GETFL) & ~O_NONBLOCK);
-    return dir;
+    return checked(std::move(dir));
 }
 
 std::vector<DirectoryEntry> listDirectory(int directoryFd) {
