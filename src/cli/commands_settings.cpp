@@ -20,6 +20,7 @@
 #include "settings/reminders.h"
 #include "settings/reminders_view_controller.h"
 #include "settings/settings_view_controller.h"
+#include "store/configuration.h"
 #include "text_output.h"
 #include "ui/screen_stack.h"
 
@@ -68,13 +69,14 @@ void reminders(Context& ctx, Args& args) {
 // The app's screen stack without a window: what screens present and push is recorded.
 class ScriptedStack : public ScreenStack {
 public:
+    explicit ScriptedStack(const Configuration& configuration) : configuration_(configuration) {}
     void openUrl(const std::string& url) override { urls.push_back(url); }
     bool internetReachable() const override { return net::internetReachable(); }
     bool localNetworkReachable() const override { return net::localNetworkReachable(); }
     std::string localIPAddress() const override { return net::localIPAddress(); }
     // The pages run while the command does: an alert left open is closed when it ends.
     std::unique_ptr<TransferServer> makeTransferServer() override {
-        return std::make_unique<net::PagesServer>(net::HttpServerOptions{}, nullptr);
+        return std::make_unique<net::PagesServer>(net::transferOptions(configuration_), nullptr);
     }
 
     struct Shown {
@@ -90,6 +92,9 @@ protected:
         if (depth() > 1) pushedTitles.push_back(screen.title());
         (void)id;
     }
+
+private:
+    const Configuration& configuration_;
 };
 
 nlohmann::ordered_json screenJson(Screen& screen) {
@@ -155,7 +160,7 @@ void screen(Context& ctx, Args& args) {
     std::optional<std::string> meter = args.option("--meter");
     std::vector<std::string> rest = args.rest();
     if (rest.empty() || rest[0].starts_with("--")) throw UsageError("screen needs a NAME");
-    ScriptedStack stack;
+    ScriptedStack stack(ctx.delegate().configuration());
     const ScreenStack::Id first = stack.open(makeScreen(ctx, stack, rest[0], meter));
     // The main screen is shown: a fresh document starts the tour there, a due date the review question.
     if (rest[0] == "root")

@@ -5,13 +5,11 @@
 #include <csignal>
 #include <filesystem>
 #include <iostream>
+#include <variant>
 
 #include "cli_context.h"
-#include "exchange/wifi_pages.h"
-#include "http_server.h"
+#include "pages_server.h"
 #include "reachability.h"
-#include "service_publisher.h"
-#include "store/configuration.h"
 
 namespace numbrel::cli {
 
@@ -32,19 +30,18 @@ long number(const std::string& text, const std::string& what, long low, long hig
 }
 
 void serve(Context& ctx, Args& args) {
-    const Configuration& conf = ctx.delegate().configuration();
-    net::HttpServerOptions options;
+    // numbrel.conf's [wifi] options, then what the command line says.
+    net::HttpServerOptions options = net::transferOptions(ctx.delegate().configuration());
     options.bindAddress = args.option("--bind").value_or("");
     if (auto port = args.option("--port")) options.port = static_cast<int>(number(*port, "--port", 0, 65535));
-    options.password = args.option("--password").value_or(conf.value("wifi.password"));
-    std::string digest = args.option("--digest").value_or(conf.value("wifi.digest"));
-    if (digest == "sha-256" || digest == "SHA-256")
-        options.digest = net::HttpServerOptions::Digest::SHA256;
-    else if (!digest.empty() && digest != "md5" && digest != "MD5")
-        throw UsageError("--digest is md5 or sha-256");
-    std::string limit = args.option("--upload-limit").value_or(conf.value("wifi.upload-limit"));
-    if (!limit.empty())
-        options.uploadLimit = static_cast<std::uint64_t>(number(limit, "--upload-limit", 1, LONG_MAX));
+    if (auto password = args.option("--password")) options.password = *password;
+    if (auto digest = args.option("--digest")) {
+        std::optional<net::HttpServerOptions::Digest> named = net::digestNamed(*digest);
+        if (!named) throw UsageError("--digest is md5 or sha-256");
+        options.digest = *named;
+    }
+    if (auto limit = args.option("--upload-limit"))
+        options.uploadLimit = static_cast<std::uint64_t>(number(*limit, "--upload-limit", 1, LONG_MAX));
     if (auto idle = args.option("--idle-timeout"))
         options.idleTimeout = std::chrono::seconds(number(*idle, "--idle-timeout", 1, 3600));
     if (auto wait = args.option("--header-timeout"))
@@ -65,12 +62,12 @@ void serve(Context& ctx, Args& args) {
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
     std::ostream& err = ctx.err();
-    net::HttpServer server(options, [root, verbose, &err] {
-        return std::make_unique<MyHTTPConnection>(root, [verbose, &err] {
-            if (verbose) err << "NewFileUploaded\n" << std::flush;
-        });
+    net::PagesServer server(options, nullptr);
+    std::variant<int, std::string> started = server.start(root, [verbose, &err] {
+        if (verbose) err << "NewFileUploaded\n" << std::flush;
     });
-    if (std::optional<std::string> problem = server.start()) throw InputError(*problem);
+    if (const std::string* problem = std::get_if<std::string>(&started)) throw InputError(*problem);
+    const int port = std::get<int>(started);
 
     std::string host = options.bindAddress;
     if (host.empty() || host == "0.0.0.0" || host == "::") {
@@ -78,15 +75,15 @@ void serve(Context& ctx, Args& args) {
         if (host == "(error)") host = "127.0.0.1";
     }
     if (host.find(':') != std::string::npos) host = "[" + host + "]";
-    ctx.out() << "http://" << host << ":" << server.port() << "/" << std::endl;
+    ctx.out() << "http://" << host << ":" << port << "/" << std::endl;
 
-    net::ServicePublisher publisher(server.port());
     int signal = 0;
     if (verbose) {
         // Give the daemon a moment to answer before saying how publication went.
         timespec moment{1, 0};
         siginfo_t info{};
         signal = sigtimedwait(&stopSignals, &info, &moment);
+        const net::ServicePublisher& publisher = *server.publisher();
         err << (publisher.problem().empty() ? "published as " + publisher.name() : publisher.problem())
             << "\n";
     }

@@ -47,7 +47,7 @@ RangeAnswer parseRange(std::string_view header, std::uint64_t length, std::size_
     RangeAnswer answer;
     answer.kind = RangeAnswer::Kind::Partial;
     std::uint64_t total = 0;
-    std::size_t specs = 0;
+    std::size_t asked = 0;  // ranges in the header, satisfiable or not
     bool any = false;
     for (;;) {
         skipSpaces(s);
@@ -56,7 +56,7 @@ RangeAnswer parseRange(std::string_view header, std::uint64_t length, std::size_
             continue;
         }
         if (s.empty()) break;
-        if (++specs > maxRanges) return whole;
+        if (++asked > maxRanges) return whole;
         std::optional<std::uint64_t> first, last;
         bool suffix = false;
         if (s.front() == '-') {
@@ -74,7 +74,7 @@ RangeAnswer parseRange(std::string_view header, std::uint64_t length, std::size_
             if (!s.empty() && s.front() >= '0' && s.front() <= '9') {
                 last = number(s);
                 if (!last) return whole;
-                if (*last < *first) return whole;  // an invalid spec makes the header invalid
+                if (*last < *first) return whole;  // an end before its start makes the whole header invalid
             }
         }
         skipSpaces(s);

@@ -274,17 +274,35 @@ bool HttpServer::Impl::isLocalAddress(const std::string& host) {
     return std::find(addresses.begin(), addresses.end(), host) != addresses.end();
 }
 
-bool hostNamesThisMachine(const std::string& value, const std::vector<std::string>& extra) {
+namespace {
+
+// The name or address of a Host value, lower case, without port, brackets, IPv6 zone or final dot;
+// "" when it is malformed.
+std::string hostPart(const std::string& value) {
     std::string host = lower(value);
     if (!host.empty() && host.front() == '[') {
         std::size_t close = host.find(']');
-        if (close == std::string::npos) return false;
+        if (close == std::string::npos) return "";
         host = host.substr(1, close - 1);
         if (std::size_t zone = host.find('%'); zone != std::string::npos) host.erase(zone);
     } else if (std::count(host.begin(), host.end(), ':') == 1) {
         host.erase(host.find(':'));
     }
     if (!host.empty() && host.back() == '.') host.pop_back();
+    return host;
+}
+
+}  // namespace
+
+std::optional<HttpServerOptions::Digest> digestNamed(const std::string& name) {
+    const std::string n = lower(name);
+    if (n == "md5") return HttpServerOptions::Digest::MD5;
+    if (n == "sha-256") return HttpServerOptions::Digest::SHA256;
+    return std::nullopt;
+}
+
+bool hostNamesThisMachine(const std::string& value, const std::vector<std::string>& extra) {
+    const std::string host = hostPart(value);
     if (host.empty()) return false;
     if (host == "localhost" || host == "::1") return true;
     in_addr v4{};
@@ -302,14 +320,7 @@ bool hostNamesThisMachine(const std::string& value, const std::vector<std::strin
 bool HttpServer::Impl::hostAllowed(MHD_Connection* c, const char* version) {
     const char* host = header(c, MHD_HTTP_HEADER_HOST);
     if (!host) return std::strcmp(version, MHD_HTTP_VERSION_1_0) == 0;
-    if (hostNamesThisMachine(host, options.extraHosts)) return true;
-    std::string bare = lower(host);
-    if (!bare.empty() && bare.front() == '[') {
-        bare = bare.substr(1, bare.find(']') == std::string::npos ? 0 : bare.find(']') - 1);
-    } else if (std::count(bare.begin(), bare.end(), ':') == 1) {
-        bare.erase(bare.find(':'));
-    }
-    return isLocalAddress(bare);
+    return hostNamesThisMachine(host, options.extraHosts) || isLocalAddress(hostPart(host));
 }
 
 bool HttpServer::Impl::originAllowed(MHD_Connection* c) {

@@ -34,6 +34,9 @@ struct HttpServerOptions {
     std::vector<std::string> extraHosts;
 };
 
+// "md5" or "sha-256" (any case), or nullopt.
+std::optional<HttpServerOptions::Digest> digestNamed(const std::string& name);
+
 class HttpServer {
 public:
     using ConnectionFactory = std::function<std::unique_ptr<HTTPConnection>()>;

@@ -9,8 +9,8 @@ namespace numbrel::net {
 HttpServerOptions transferOptions(const Configuration& configuration) {
     HttpServerOptions options;
     options.password = configuration.value("wifi.password");
-    const std::string digest = configuration.value("wifi.digest");
-    if (digest == "sha-256" || digest == "SHA-256") options.digest = HttpServerOptions::Digest::SHA256;
+    if (std::optional<HttpServerOptions::Digest> digest = digestNamed(configuration.value("wifi.digest")))
+        options.digest = *digest;
     const std::string limit = configuration.value("wifi.upload-limit");
     if (!limit.empty()) {
         char* end = nullptr;

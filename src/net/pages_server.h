@@ -25,6 +25,8 @@ public:
 
     std::variant<int, std::string> start(const std::string& folder, std::function<void()> uploaded) override;
     void stop() override;
+    // How publication on the local network goes, while running (null otherwise).
+    const ServicePublisher* publisher() const { return publisher_.get(); }
 
 private:
     HttpServerOptions options_;

@@ -100,16 +100,13 @@ def post_head(port, length, boundary, *headers):
             f"Content-Length: {length}\r\n{extra}Connection: close\r\n\r\n").encode()
 
 
-class Transfer(unittest.TestCase):
+class ServerCase(unittest.TestCase):
+    """A Documents folder in a scratch folder, and the servers started on it, stopped afterwards."""
+
     def setUp(self):
         self.tmp = tempfile.TemporaryDirectory()
         self.docs = os.path.join(self.tmp.name, "Documents")
         os.makedirs(self.docs)
-        with open(os.path.join(self.tmp.name, "secret.txt"), "w") as f:
-            f.write("the secret beside the folder")
-        self.data = bytes(range(256)) * 4 + b"x" * 512  # 1536 bytes
-        with open(os.path.join(self.docs, "nb20261101@080000.bak"), "wb") as f:
-            f.write(self.data)
         self.servers = []
 
     def tearDown(self):
@@ -125,6 +122,16 @@ class Transfer(unittest.TestCase):
         s = Server(self.docs, *args)
         self.servers.append(s)
         return s
+
+
+class Transfer(ServerCase):
+    def setUp(self):
+        super().setUp()
+        with open(os.path.join(self.tmp.name, "secret.txt"), "w") as f:
+            f.write("the secret beside the folder")
+        self.data = bytes(range(256)) * 4 + b"x" * 512  # 1536 bytes
+        with open(os.path.join(self.docs, "nb20261101@080000.bak"), "wb") as f:
+            f.write(self.data)
 
     def names(self):
         return sorted(os.listdir(self.docs))
@@ -331,23 +338,11 @@ def digest_response(algorithm, user, realm, password, method, uri, nonce, nc, cn
     return h(f"{ha1}:{nonce}:{nc}:{cnonce}:{qop}:{ha2}")
 
 
-class Authentication(unittest.TestCase):
+class Authentication(ServerCase):
     def setUp(self):
-        self.tmp = tempfile.TemporaryDirectory()
-        self.docs = os.path.join(self.tmp.name, "Documents")
-        os.makedirs(self.docs)
+        super().setUp()
         with open(os.path.join(self.docs, "a.bak"), "wb") as f:
             f.write(b"backup")
-        self.servers = []
-
-    def tearDown(self):
-        for s in self.servers:
-            if s.proc.poll() is None:
-                s.proc.kill()
-            s.proc.wait()
-            s.proc.stdout.close()
-            s.proc.stderr.close()
-        self.tmp.cleanup()
 
     def test_the_digest_client_agrees_with_rfc_7616(self):
         args = ("Mufasa", "http-auth@example.org", "Circle of Life", "GET", "/dir/index.html",
@@ -380,18 +375,17 @@ class Authentication(unittest.TestCase):
     def test_password_basic_and_digest(self):
         for algorithm in ["MD5", "SHA-256"]:
             with self.subTest(algorithm=algorithm):
-                self.server = Server(self.docs, "--password", "open sesame", "--digest", algorithm.lower())
-                self.servers.append(self.server)
-                self.assertEqual(self.digest_get(self.server, algorithm, "open sesame")[:3:2], (200, b"backup"))
-                self.assertEqual(self.digest_get(self.server, algorithm, "wrong")[0], 401)
+                server = self.serve("--password", "open sesame", "--digest", algorithm.lower())
+                self.assertEqual(self.digest_get(server, algorithm, "open sesame")[:3:2], (200, b"backup"))
+                self.assertEqual(self.digest_get(server, algorithm, "wrong")[0], 401)
                 basic = base64.b64encode(b"Aladdin:open sesame").decode()
-                self.assertEqual(self.server.get("/a.bak", "Authorization: Basic " + basic)[0], 200)
+                self.assertEqual(server.get("/a.bak", "Authorization: Basic " + basic)[0], 200)
                 wrong = base64.b64encode(b"Aladdin:open sesam").decode()
-                self.assertEqual(self.server.get("/a.bak", "Authorization: Basic " + wrong)[0], 401)
+                self.assertEqual(server.get("/a.bak", "Authorization: Basic " + wrong)[0], 401)
                 body = form("b", "x.bak", b"data")
-                self.assertEqual(self.server.request(post_head(self.server.port, len(body), "b") + body)[0], 401)
+                self.assertEqual(server.request(post_head(server.port, len(body), "b") + body)[0], 401)
                 self.assertFalse(os.path.exists(os.path.join(self.docs, "x.bak")))
-                self.assertEqual(self.server.stop(), 0)
+                self.assertEqual(server.stop(), 0)
 
 
 if __name__ == "__main__":

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ui/localize.h"
+#include "ui/markup.h"
 
 namespace numbrel {
 
@@ -50,29 +51,6 @@ bool writeAll(int fd, const char* data, std::size_t size) {
         size -= static_cast<std::size_t>(n);
     }
     return true;
-}
-
-std::string escapeHtml(const std::string& text) {
-    std::string out;
-    for (char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
 }
 
 // A name as a link target: characters that would end the attribute or change the link's meaning are
@@ -229,7 +207,8 @@ std::string indexPage(const std::vector<DirectoryEntry>& entries) {
             std::snprintf(size, sizeof size, "%8.1f",
                           static_cast<double>(static_cast<float>(e.size) / 1024.0f));
             page += "<a href=\"" + escapeHref(name) + "\" type=\"application/octet-stream\">" +
-                    escapeHtml(name) + "</a> (" + size + " Kb, " + defaultDateText(e.modified) + ")<br />\n";
+                    escapeMarkup(name) + "</a> (" + size + " Kb, " + defaultDateText(e.modified) +
+                    ")<br />\n";
         }
         page += "</p>";
     } else {

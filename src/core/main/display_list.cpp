@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "ui/markup.h"
+
 namespace numbrel {
 
 namespace {
@@ -28,29 +30,6 @@ std::string color(const Color& c) {
     std::string s = buf;
     if (c.a < 1) s += "@" + num(c.a);
     return s;
-}
-
-std::string escapeXml(std::string_view text) {
-    std::string out;
-    for (char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
 }
 
 std::size_t codePoints(std::string_view text) {
@@ -166,8 +145,8 @@ std::string toSvg(const DisplayList& list) {
                                                              : "end";
             double baseline = t->box.y + (t->box.height + t->fontSize * 0.72) / 2;
             out += "<text x=\"" + num(x) + "\" y=\"" + num(baseline) + "\" font-size=\"" + num(t->fontSize) +
-                   "\" text-anchor=\"" + anchor + "\" fill=\"" + rgb(t->color) + "\">" + escapeXml(t->text) +
-                   "</text>\n";
+                   "\" text-anchor=\"" + anchor + "\" fill=\"" + rgb(t->color) + "\">" +
+                   escapeMarkup(t->text) + "</text>\n";
         }
     }
     out += "</svg>\n";
