@@ -31,7 +31,9 @@ test-asan:
 	@ctest --preset asan
 
 bench: build
+	@./scripts/install-deps bench
 	@for b in build/dev/bench/bench_*; do [ -x "$$b" ] && "$$b"; done
+	@python3 bench/transfer_server.py build/dev
 
 format:
 	@{ git ls-files; git ls-files --others --exclude-standard; } | grep -E '\.(cpp|h)$$' | xargs clang-format -i

@@ -36,7 +36,7 @@ QString ValueEditor::period() const {
     return edit_ && edit_->period ? qs(*edit_->period) : QString();
 }
 QString ValueEditor::kind() const {
-    static const char* const kKinds[] = {"number", "text", "postcode", "notes", "date"};
+    static const char* const kKinds[] = {"number", "text", "postcode", "notes", "date", "password"};
     return edit_ ? kKinds[static_cast<int>(edit_->kind)] : "number";
 }
 

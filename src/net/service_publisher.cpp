@@ -25,8 +25,25 @@ struct ServicePublisher::Impl {
         problem = what + ": " + avahi_strerror(error);
     }
 
+    // A client that waits for the daemon rather than failing when there is none yet.
+    void connect() {
+        int error = 0;
+        client = avahi_client_new(avahi_threaded_poll_get(poll), AVAHI_CLIENT_NO_FAIL, &Impl::clientChanged,
+                                  this, &error);
+        if (!client) fail("no system bus", error);
+    }
+
+    void waiting() {
+        std::lock_guard lock(mutex);
+        problem = "no Avahi daemon: the service is published once one starts";
+    }
+
     // On Avahi's thread, as every callback below.
     void publish(AvahiClient* c) {
+        {
+            std::lock_guard lock(mutex);
+            problem.clear();
+        }
         if (!group) group = avahi_entry_group_new(c, &Impl::groupChanged, this);
         if (!group) return fail("cannot create the entry group", avahi_client_errno(c));
         std::string serviceName;
@@ -74,9 +91,20 @@ struct ServicePublisher::Impl {
                 if (impl->group) avahi_entry_group_reset(impl->group);
                 break;
             case AVAHI_CLIENT_FAILURE:
-                impl->fail("the Avahi daemon went away", avahi_client_errno(c));
+                if (avahi_client_errno(c) == AVAHI_ERR_DISCONNECTED) {
+                    // The daemon stopped or restarted: a new client waits for it and publishes
+                    // again. Freeing the client frees its entry group.
+                    avahi_client_free(c);
+                    impl->group = nullptr;
+                    impl->client = nullptr;
+                    impl->connect();
+                } else {
+                    impl->fail("the Avahi daemon failed", avahi_client_errno(c));
+                }
                 break;
             case AVAHI_CLIENT_CONNECTING:
+                // No daemon yet: the client connects when one appears.
+                impl->waiting();
                 break;
         }
     }
@@ -89,14 +117,10 @@ ServicePublisher::ServicePublisher(int port) : impl_(std::make_unique<Impl>()) {
         impl_->problem = "cannot start Avahi's thread";
         return;
     }
-    int error = 0;
-    // Created before the thread runs, so the first callbacks find everything in place.
-    impl_->client = avahi_client_new(avahi_threaded_poll_get(impl_->poll), AvahiClientFlags(0),
-                                     &Impl::clientChanged, impl_.get(), &error);
-    if (!impl_->client) {
-        impl_->fail("no Avahi daemon", error);
-        return;
-    }
+    // Created before the thread runs, so the first callbacks find everything in place. A daemon that
+    // is missing now, restarts or starts later is waited for, not given up on.
+    impl_->connect();
+    if (!impl_->client) return;
     if (avahi_threaded_poll_start(impl_->poll) < 0) impl_->problem = "cannot start Avahi's thread";
 }
 

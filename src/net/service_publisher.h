@@ -1,7 +1,7 @@
 // Publishes the transfer server on the local network through the Avahi daemon ("_http._tcp" in
 // "local.", named after the host; a name taken by another machine becomes Avahi's alternative). Where
-// no daemon or system bus answers, nothing is published and the server works all the same: the
-// reason is kept for whoever asks.
+// no daemon answers, the service is published when one starts; where no system bus answers, nothing is
+// published. The server works all the same, and the reason is kept for whoever asks.
 #pragma once
 
 #include <memory>

@@ -88,7 +88,10 @@ Dialog {
                 objectName: "editorField"
                 Layout.fillWidth: true
                 inputMethodHints: editor.edit.kind === "number" ? Qt.ImhFormattedNumbersOnly
-                                  : editor.edit.kind === "postcode" ? Qt.ImhUppercaseOnly : Qt.ImhNone
+                                  : editor.edit.kind === "postcode" ? Qt.ImhUppercaseOnly
+                                  : editor.edit.kind === "password" ? Qt.ImhSensitiveData | Qt.ImhNoPredictiveText
+                                  : Qt.ImhNone
+                echoMode: editor.edit.kind === "password" ? TextInput.Password : TextInput.Normal
                 onTextEdited: {
                     const answer = Editor.typed(editor.accepted, text)
                     if (answer === null || answer === undefined) {

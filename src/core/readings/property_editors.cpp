@@ -105,6 +105,10 @@ std::optional<std::string> acceptTyping(const ValueEdit& edit, std::string_view 
             if (!postcodeAccepts(upper)) return std::nullopt;
             return upper;
         }
+        case EditKind::Password:
+            for (char c : candidate)
+                if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) return std::nullopt;
+            break;
         case EditKind::Text:
         case EditKind::Notes:
         case EditKind::Date:

@@ -48,6 +48,8 @@ Row link(std::string label, int action, int index = 0, std::string detail = {}) 
     return row;
 }
 
+constexpr const char* kWifiPasswordKey = "wifi.password";
+
 const char* const kThemeNames[] = {"Black", "Red", "Green", "Blue", "Red, Green and Blue"};
 
 }  // namespace
@@ -107,6 +109,8 @@ std::vector<Section> SettingsViewController::sections() const {
         link(tr("Reminders"), kReminders, 0, tr(std::string(stringOf(s, "reminders", "Off")).c_str())));
     const std::int64_t theme = std::clamp<std::int64_t>(integerOf(s, "theme", 4), 0, 4);
     all[2].rows.push_back(link(tr("Themes"), kThemes, 0, tr(kThemeNames[theme])));
+    all[2].rows.push_back(link(tr("WiFi password"), kWifiPassword, 0,
+                               app_.configuration().value(kWifiPasswordKey).empty() ? tr("Off") : tr("On")));
     if (tips && !app_.hasTorch()) all[2].footer = tr("Torch not supported on this device");
 
     all[3].header = fill(tr("Help and Support (v%@)"), {NUMBREL_VERSION});
@@ -209,6 +213,28 @@ void SettingsViewController::select(const Row& row) {
 }
 
 std::optional<ValueEdit> SettingsViewController::edit(const Row& row) {
+    if (row.action == kWifiPassword) {
+        ValueEdit e;
+        e.title = tr("WiFi password");
+        e.prompt = tr("Browsers ask for it before showing the transfer pages. Leave it empty for none.");
+        e.value = app_.configuration().value(kWifiPasswordKey);
+        e.kind = EditKind::Password;
+        e.apply = [this](const std::string& text, const std::string&) {
+            // Spaces around a password would not survive the file, and are hard to type in a browser.
+            const std::size_t begin = text.find_first_not_of(' ');
+            const std::string password =
+                begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(' ') - begin + 1);
+            if (std::optional<std::string> failed = app_.configuration().store(kWifiPasswordKey, password)) {
+                navigator_.present(Alert{0,
+                                         tr("Warning!"),
+                                         fill(tr("The password could not be saved: %@"), {*failed}),
+                                         {tr("OK")}});
+                return false;
+            }
+            return true;
+        };
+        return e;
+    }
     if (row.action != kEmail) return std::nullopt;
     ValueEdit e;
     e.title = tr("Email");

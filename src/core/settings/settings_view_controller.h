@@ -1,6 +1,7 @@
 // The settings screen: the e-mail address, the graph and entry switches, Dropbox, the cloud folder
-// and automatic backups, the torch, reminders and themes, then help, the tour and the support links.
-// Every switch writes its key at once.
+// and automatic backups, the torch, reminders and themes, the transfer pages' password, then help, the
+// tour and the support links. Every switch writes its key at once; the password goes to numbrel.conf,
+// never into the document (backups carry the document, and the transfer pages serve the backups).
 #pragma once
 
 #include <string>
@@ -21,7 +22,7 @@ public:
     void flipSwitch(int tag, bool on) override;
     void answerAlert(int tag, int button) override;
 
-    enum Action { kEmail = 1, kReminders, kThemes, kGuide, kTour, kLink };
+    enum Action { kEmail = 1, kReminders, kThemes, kGuide, kTour, kLink, kWifiPassword };
     enum Link { kWeb, kContact, kSocial, kReview };
     static constexpr int kDropboxTag = 20, kCloudTag = 21, kAutoBackupTag = 22, kTorchTag = 23;
     static constexpr int kKeptBackups = 3;

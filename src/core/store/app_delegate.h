@@ -46,6 +46,7 @@ public:
     const std::string& reminderProblem() const { return reminderProblem_; }
     // The platform's own settings (numbrel.conf).
     const Configuration& configuration() const { return configuration_; }
+    Configuration& configuration() { return configuration_; }
     void setConfiguration(Configuration configuration) { configuration_ = std::move(configuration); }
 
     // Start-up: load the store, add the default meters when there are none, validate, register the

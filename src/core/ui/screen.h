@@ -59,7 +59,8 @@ class Screen;
 // The kinds of value editor: a number field (with its typing rules, and a sign button when negative
 // values are allowed), a one-line text field, a postcode field (typed upper case, refusing what can no
 // longer become a postcode), a multi-line text area, and a date ("YYYY-MM-DD") shown on a picker.
-enum class EditKind { Number, Text, Postcode, Notes, Date };
+// Password: text shown as dots, one line without control characters.
+enum class EditKind { Number, Text, Postcode, Notes, Date, Password };
 
 // What a row edits when it is a value rather than a choice: the editor's title and prompt, the value
 // as text, and whether a period word goes with it. apply() stores the text (and period) with the

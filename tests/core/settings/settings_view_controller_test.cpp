@@ -1,7 +1,12 @@
 #include "settings/settings_view_controller.h"
 
+#include <sys/stat.h>
+
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
+#include "readings/property_editors.h"
 #include "settings/help_browser.h"
 #include "settings/reminders_view_controller.h"
 #include "store/app_delegate.h"
@@ -195,6 +200,74 @@ TEST_F(SettingsScreen, RowsOpenTheirScreensAndLinksNeedTheInternet) {
     screen.selectRow(3, 1);
     EXPECT_TRUE(boolOf(app_.settings(), "tour"));
     EXPECT_EQ(nav_.depth(), 0u);
+}
+
+TEST_F(SettingsScreen, TheWifiPasswordGoesToTheConfigurationFileNotTheDocument) {
+    const std::string conf = dir_.file("config/numbrel.conf");
+    std::filesystem::create_directories(dir_.file("config"));
+    test::writeFile(conf, "# mine\n[links]\nsupport = https://example.org/help\n");
+    app_.setConfiguration(Configuration::load(conf));
+    SettingsViewController& screen = open();
+    const Row row = screen.sections()[2].rows[6];
+    EXPECT_EQ(row.label, "WiFi password");
+    EXPECT_EQ(row.detail, "Off");
+
+    std::optional<ValueEdit> edit = screen.editFor(2, 6);
+    ASSERT_TRUE(edit);
+    EXPECT_EQ(edit->kind, EditKind::Password);
+    EXPECT_EQ(edit->value, "");
+    EXPECT_FALSE(acceptTyping(*edit, "ab", "ab\t", "."));
+    EXPECT_EQ(acceptTyping(*edit, "ab", "ab c", "."), "ab c");
+    ASSERT_TRUE(edit->apply("  wärme 42 ", ""));
+    EXPECT_EQ(screen.sections()[2].rows[6].detail, "On");
+    EXPECT_EQ(app_.configuration().value("wifi.password"), "wärme 42");
+    EXPECT_EQ(test::readFile(conf),
+              "# mine\n[links]\nsupport = https://example.org/help\n\n[wifi]\npassword = wärme 42\n");
+    struct stat st {};
+    ASSERT_EQ(::stat(conf.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    EXPECT_EQ(Configuration::load(conf).value("wifi.password"), "wärme 42");
+    EXPECT_FALSE(stringOf(app_.settings(), "password").size());
+
+    // Changed, then cleared: the line goes, the rest of the file stays.
+    ASSERT_TRUE(screen.editFor(2, 6)->apply("other", ""));
+    EXPECT_EQ(Configuration::load(conf).value("wifi.password"), "other");
+    ASSERT_TRUE(screen.editFor(2, 6)->apply("", ""));
+    EXPECT_EQ(screen.sections()[2].rows[6].detail, "Off");
+    EXPECT_EQ(test::readFile(conf), "# mine\n[links]\nsupport = https://example.org/help\n\n[wifi]\n");
+
+    // A file that cannot be written: the editor stays open with an alert, and nothing changes.
+    std::filesystem::remove(conf);
+    std::filesystem::create_directory(conf);
+    EXPECT_FALSE(screen.editFor(2, 6)->apply("secret", ""));
+    EXPECT_EQ(nav_.alerts.back().title, "Warning!");
+    EXPECT_EQ(app_.configuration().value("wifi.password"), "");
+}
+
+TEST(ConfigurationFile, ValuesAreWrittenWhereTheyBelong) {
+    // Replaced where it stands, comments and other sections untouched.
+    EXPECT_EQ(Configuration::withValue("[wifi]\n; old\npassword = a\ndigest = md5\n[links]\nx = 1\n",
+                                       "wifi.password", "b"),
+              "[wifi]\n; old\npassword = b\ndigest = md5\n[links]\nx = 1\n");
+    // Added at the end of its section, before blank lines and the next section.
+    EXPECT_EQ(Configuration::withValue("[wifi]\ndigest = md5\n\n[links]\nx = 1", "wifi.password", "b"),
+              "[wifi]\ndigest = md5\npassword = b\n\n[links]\nx = 1\n");
+    // A key of the same name in another section, or in a comment, is not it.
+    EXPECT_EQ(Configuration::withValue("[links]\npassword = keep\n# password = no\n", "wifi.password", "b"),
+              "[links]\npassword = keep\n# password = no\n\n[wifi]\npassword = b\n");
+    EXPECT_EQ(Configuration::withValue("", "wifi.password", "b"), "[wifi]\npassword = b\n");
+    EXPECT_EQ(Configuration::withValue("[wifi]\n  password=a  \n", "wifi.password", ""), "[wifi]\n");
+    EXPECT_EQ(Configuration::withValue("[links]\nx = 1\n", "wifi.password", ""), "[links]\nx = 1\n");
+
+    // A value that would break the file is refused; without a file the value lives for this run.
+    Configuration c;
+    EXPECT_TRUE(c.store("wifi.password", "a\n[links]\nsupport = evil").has_value());
+    EXPECT_TRUE(c.store("wifi.password", " a").has_value());
+    EXPECT_EQ(c.value("wifi.password"), "");
+    EXPECT_FALSE(c.store("wifi.password", "a").has_value());
+    EXPECT_EQ(c.value("wifi.password"), "a");
+    EXPECT_FALSE(c.store("links.support", "").has_value());
+    EXPECT_EQ(c.value("links.support"), Configuration().value("links.support"));  // back to the default
 }
 
 TEST(HelpBrowserLinks, FilesLoadInsideOthersGoOutWithTheInternet) {
