@@ -14,7 +14,9 @@
 #include <iostream>
 #include <thread>
 
+#include "cloud_folder_watcher.h"
 #include "desktop_notifier.h"
+#include "exchange/cloud_sync.h"
 #include "job_runner.h"
 #include "navigation_stack.h"
 #include "plist/date_text.h"
@@ -142,6 +144,35 @@ int main(int argc, char** argv) {
     app::NavigationStack stack(delegate, jobs, editor, documentsDir);
     editor.setStack(stack);
     app::Session session(delegate, stack);
+
+    // The document cloud: a folder the user's sync client keeps in step. Runs that check the app
+    // itself leave the user's cloud folder alone.
+    app::CloudFolderWatcher cloudFolder(delegate.configuration());
+    CloudSync cloud(delegate, stack, cloudFolder, documentsDir);
+    cloud.setRestoringHook([&stack] {
+        while (stack.depth() > 1)
+            stack.closeTop();
+    });
+    cloud.setChangedHook([&stack] { emit stack.changed(); });
+    if (!checking) {
+        NumbrelAppDelegate::Hooks hooks;
+        hooks.hasDocumentCloud = [] { return true; };
+        hooks.cloudBackup = [&cloud] { cloud.iCloudBackup(); };
+        hooks.cloudEnable = [&cloud] { cloud.iCloudEnable(); };
+        hooks.cloudDisable = [&cloud] { cloud.iCloudDisable(); };
+        hooks.cloudSwitched = [&](bool on) {
+            if (!on) return cloud.iCloudDisable();
+            if (!delegate.configuration().value("cloud.folder").empty()) return cloud.iCloudEnable();
+            // The first time, the folder is asked for; it is kept in numbrel.conf.
+            stack.chooseFiles({false, "", true}, [&](const std::vector<std::string>& paths) {
+                if (std::optional<std::string> failed =
+                        delegate.configuration().store("cloud.folder", paths[0]))
+                    stack.present(Alert{0, tr("Warning!"), *failed, {tr("OK")}});
+                cloud.iCloudEnable();
+            });
+        };
+        delegate.setHooks(std::move(hooks));
+    }
     // The interface is torn down before the objects it shows (it was made before them).
     struct InterfaceFirst {
         std::unique_ptr<QQmlApplicationEngine>& engine;
@@ -172,7 +203,16 @@ int main(int argc, char** argv) {
     QObject::connect(window, &QWindow::visibilityChanged, [&](QWindow::Visibility v) {
         if (v == QWindow::Minimized || v == QWindow::Hidden) session.enterBackground();
     });
-    QObject::connect(&application, &QGuiApplication::aboutToQuit, [&] { session.enterBackground(); });
+    QObject::connect(&application, &QGuiApplication::aboutToQuit, [&] {
+        session.enterBackground();
+        // The automatic cloud backup finishes before the app goes (a copy to a share that hangs is
+        // given ten seconds), and the name it kept is saved.
+        QElapsedTimer waited;
+        waited.start();
+        while (cloud.busy() && waited.elapsed() < 10000)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+        if (auto error = delegate.saveSettings()) std::cerr << "numbrel: " << *error << "\n";
+    });
     // Logging out, Ctrl+C and a closed terminal quit through the event loop: the document is saved.
     app::QuitOnSignals quitOnSignals;
     if (parser.isSet(selfTest)) {

@@ -1,5 +1,7 @@
 #include "navigation_stack.h"
 
+#include <QDir>
+
 #include <QNetworkInformation>
 
 #include "desktop.h"
@@ -166,7 +168,10 @@ void NavigationStack::chooseFiles(const FileChoice& choice,
     choices_[request] = [this, owner, chosen = std::move(chosen)](const std::vector<std::string>& paths) {
         guarded(owner, [&] { chosen(paths); })();
     };
-    emit filesRequested(request, choice.save, QString::fromStdString(choice.name), userDocuments());
+    const int mode = choice.folder ? 2 : choice.save ? 1 : 0;
+    // A folder is looked for from the home folder, where sync clients keep theirs.
+    emit filesRequested(request, mode, QString::fromStdString(choice.name),
+                        choice.folder ? QUrl::fromLocalFile(QDir::homePath()) : userDocuments());
 }
 
 void NavigationStack::filesChosen(int request, const QList<QUrl>& urls) {

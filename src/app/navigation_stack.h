@@ -79,8 +79,9 @@ signals:
     void screensChanged();
     // An alert or action sheet to show; answered with answer(alert.ticket, button).
     void alertRequested(QVariantMap alert);
-    // A file dialog to open (save: a file to write, name suggested; else files to open).
-    void filesRequested(int request, bool save, QString name, QUrl folder);
+    // A file dialog to open.
+    // mode: 0 files to open, 1 a file to save (name suggested), 2 a folder.
+    void filesRequested(int request, int mode, QString name, QUrl folder);
     // Something the user did has returned: the screens read the document again, and it is saved.
     void changed();
 

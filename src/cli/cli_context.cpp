@@ -39,11 +39,14 @@ std::string base64(const Data& data) {
 }
 
 const char* kGlobalHelp =
-    "usage: numbrel-cli [--store FILE] [--documents DIR] [--now TIME] [--tz ZONE] [--locale NAME] COMMAND "
-    "...\n"
+    "usage: numbrel-cli [--store FILE] [--documents DIR] [--cloud DIR] [--now TIME] [--tz ZONE] [--locale "
+    "NAME] "
+    "COMMAND ...\n"
     "\n"
     "  --store FILE      the preferences store (default: $XDG_CONFIG_HOME/numbrel/preferences.plist)\n"
     "  --documents DIR   the Documents folder for backups and CSV files\n"
+    "  --cloud DIR       the folder a sync client keeps in step across devices (default: cloud.folder in\n"
+    "                    numbrel.conf); backups go to its Documents subfolder\n"
     "  --now TIME        the current time, ISO 8601 with an offset or Z (default: the clock)\n"
     "  --tz ZONE         the device time zone, e.g. Europe/London (default: the system's)\n"
     "  --locale NAME     the device locale, e.g. en_GB (default: from LANG)\n"
@@ -179,6 +182,7 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     addBackupCommands(commands);
     addSettingsCommands(commands);
     addTransferCommands(commands);
+    addCloudCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;
@@ -199,6 +203,8 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
                 options.storePath = value(a);
             } else if (a == "--documents") {
                 options.documentsPath = value(a);
+            } else if (a == "--cloud") {
+                options.cloudFolder = value(a);
             } else if (a == "--now") {
                 std::string text = value(a);
                 options.now = parseIso8601(text);

@@ -34,6 +34,7 @@ struct GlobalOptions {
     std::optional<Date> now;
     std::string timeZone;
     std::string locale;
+    std::string cloudFolder;  // the synced folder (default: cloud.folder in numbrel.conf)
 };
 
 class Context {
@@ -76,12 +77,20 @@ class RecordingNavigator : public Navigator {
 public:
     void push(std::unique_ptr<Screen>) override {}
     void pop() override { closed = true; }
-    void present(const Alert& alert) override { alerts.push_back(alert); }
+    void present(const Alert& alert) override {
+        alerts.push_back(alert);
+        answers.emplace_back();
+    }
+    void present(const Alert& alert, std::function<void(int)> answered) override {
+        alerts.push_back(alert);
+        answers.push_back(std::move(answered));
+    }
     void dismiss() override {}
     void openUrl(const std::string&) override {}
     void run(Job job) override;
 
     std::vector<Alert> alerts;
+    std::vector<std::function<void(int)>> answers;  // beside alerts: where an answer goes (or nowhere)
     bool closed = false;
 };
 
@@ -113,6 +122,9 @@ void addMeterCommands(std::vector<Command>& commands);
 void addBackupCommands(std::vector<Command>& commands);
 void addSettingsCommands(std::vector<Command>& commands);
 void addTransferCommands(std::vector<Command>& commands);
+void addCloudCommands(std::vector<Command>& commands);
+// Copies a new backup into the cloud folder, when there is one; the failure, if any.
+std::optional<std::string> copyBackupToCloud(Context& ctx, const std::string& name);
 
 // JSON of a value: dates as ISO 8601 UTC with milliseconds, data as base64, every key kept.
 nlohmann::ordered_json toJson(const Value& value);

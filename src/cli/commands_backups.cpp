@@ -39,6 +39,10 @@ void backup(Context& ctx, Args& args) {
     if (b.error) throw InputError("the backup could not be written: " + *b.error);
     ctx.out() << b.name << "\n";
     ctx.markChanged();  // "filename" is kept in the document
+    if (std::optional<std::string> failed = copyBackupToCloud(ctx, b.name)) {
+        ctx.save();  // the local backup stands
+        throw InputError("the backup was not copied to the cloud folder: " + *failed);
+    }
 }
 
 // "12 B", "6.0 kB", "5.7 MB".
@@ -133,7 +137,9 @@ void importExport(Context& ctx, Args& args) {
 void addBackupCommands(std::vector<Command>& commands) {
     commands.push_back(
         {"backup", "backup",
-         "Writes a backup of the whole document into the Documents folder and prints its name.", backup});
+         "Writes a backup of the whole document into the Documents folder and prints its name; with a cloud "
+         "folder (--cloud DIR, or cloud.folder in numbrel.conf) it is copied there too.",
+         backup});
     commands.push_back({"backups", "backups [--json]",
                         "Lists the files of the Documents folder, newest first, with their sizes and the "
                         "latest-backup line.",

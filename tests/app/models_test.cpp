@@ -4,20 +4,24 @@
 #include <gtest/gtest.h>
 #include <QAbstractItemModelTester>
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 #include <atomic>
 #include <condition_variable>
+#include <filesystem>
 #include <mutex>
 
+#include "cloud_folder_watcher.h"
 #include "entry_model.h"
 #include "job_runner.h"
 #include "main_model.h"
 #include "navigation_stack.h"
 #include "queued_notifier.h"
 #include "readings_model.h"
+#include "store/configuration.h"
 #include "support/app_fixture.h"
 #include "support/fake_notifier.h"
 #include "table_model.h"
@@ -270,6 +274,60 @@ TEST(QueuedReminders, RunInOrderOffTheCallersThreadAndFinishBeforeTheEnd) {
     }
     EXPECT_EQ(fake.cancels, 2);
     EXPECT_TRUE(fake.planned.empty());
+}
+
+}  // namespace
+}  // namespace numbrel::app
+
+namespace numbrel::app {
+namespace {
+
+TEST(CloudFolder, AFileMovedInIsSeenWithinASecondAndAQuietFolderIsNotRead) {
+    test::TempDir dir;
+    Configuration configuration;
+    configuration.set("cloud.folder", dir.file("Sync"));
+    CloudFolderWatcher watcher(configuration);
+    EXPECT_FALSE(watcher.directory());  // the chosen folder is not there
+    std::filesystem::create_directories(dir.file("Sync"));
+    const std::optional<std::string> documents = watcher.directory();
+    ASSERT_EQ(documents, dir.file("Sync/Documents"));
+
+    int gathered = 0;
+    watcher.startQuery(*documents, [&] { ++gathered; });
+    QTRY_COMPARE_WITH_TIMEOUT(gathered, 1, 2000);  // the first scan
+    EXPECT_TRUE(watcher.results().empty());
+
+    // Written elsewhere, then moved in as sync clients do; a hidden temporary is not reported.
+    test::writeFile(dir.file("incoming"), "backup bytes");
+    test::writeFile(*documents + "/.nb20261123@090000.bak.tmp", "partial");
+    QElapsedTimer seen;
+    seen.start();
+    std::filesystem::rename(dir.file("incoming"), *documents + "/nb20261123@090000.bak");
+    QTRY_VERIFY_WITH_TIMEOUT(gathered >= 2, 2000);
+    EXPECT_LT(seen.elapsed(), 1000);
+    ASSERT_EQ(watcher.results().size(), 1u);
+    EXPECT_EQ(watcher.results()[0].name, "nb20261123@090000.bak");
+    EXPECT_EQ(watcher.results()[0].size, 12u);
+
+    // Quiet: nothing is scanned.
+    const int scans = watcher.scans();
+    QTest::qWait(1500);
+    EXPECT_EQ(watcher.scans(), scans);
+
+    // While paused, a change is held and reported once on resuming.
+    watcher.pauseUpdates();
+    const int before = gathered;
+    test::writeFile(*documents + "/nb20261124@090000.bak", "more");
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.results().size(), 2u, 2000);
+    EXPECT_EQ(gathered, before);
+    watcher.resumeUpdates();
+    EXPECT_EQ(gathered, before + 1);
+
+    // Stopped: nothing more.
+    watcher.stopQuery();
+    test::writeFile(*documents + "/nb20261125@090000.bak", "late");
+    QTest::qWait(600);
+    EXPECT_EQ(gathered, before + 1);
 }
 
 }  // namespace

@@ -283,6 +283,38 @@ class Cli(unittest.TestCase):
         self.run_cli("restore", "missing.bak", expect=2)
         self.run_cli("import", expect=1)
 
+    def test_sync_between_two_devices_through_a_cloud_folder(self):
+        cloud = os.path.join(self.tmp.name, "Sync")
+        os.makedirs(cloud)
+        other = os.path.join(self.tmp.name, "other.plist")
+        other_docs = os.path.join(self.tmp.name, "other")
+
+        def device_b(*args, expect=0):
+            result = subprocess.run([CLI, "--store", other, "--documents", other_docs, "--cloud", cloud,
+                                     "--now", "2026-11-23T12:00:00Z", *args], capture_output=True, text=True)
+            self.assertEqual(result.returncode, expect, result.stderr)
+            return result
+
+        first = self.run_cli("--cloud", cloud, "backup", now="2026-11-23T09:00:00Z").stdout.strip()
+        self.assertEqual(os.listdir(os.path.join(cloud, "Documents")), [first])
+        self.assertEqual(json.loads(device_b("sync", "--json").stdout)["adopted"], first)
+
+        self.run_cli("meter", "rename", "0", "House")
+        second = self.run_cli("--cloud", cloud, "backup", now="2026-11-23T10:00:00Z").stdout.strip()
+        report = json.loads(device_b("sync", "--json").stdout)
+        self.assertEqual((report["downloaded"], report["offered"], report["restored"]), (second, second, ""))
+        self.assertNotIn("House", device_b("status").stdout)  # offered, not taken: offered again next time
+        self.assertEqual(device_b("sync").stdout, f"offered {second}\n")
+        self.assertEqual(device_b("sync", "--yes").stdout, f"offered {second}\nrestored {second}\n")
+        self.assertIn("House", device_b("status").stdout)
+        self.assertEqual(device_b("sync").stdout, "")
+
+        self.assertIn("No iCloud access", device_b("--cloud", cloud + "-gone", "sync", expect=2).stderr)
+        alone = subprocess.run([CLI, "--store", other, "sync"], capture_output=True, text=True,
+                               env=dict(os.environ, XDG_CONFIG_HOME=self.tmp.name))
+        self.assertEqual(alone.returncode, 1)  # no folder at all
+        self.assertIn("--cloud DIR", alone.stderr)
+
     def test_an_export_comes_back(self):
         # Every meter exported, a reading changed and one added in a "spreadsheet", read back.
         path = os.path.join(self.tmp.name, "readings.csv")

@@ -2,15 +2,19 @@ import QtQuick
 import QtQuick.Dialogs
 import Numbrel
 
-// The file dialogs a screen asks for through the navigation stack: files to open ("Add File…") or
-// where to save one (the CSV export, starting in the documents folder with the export's name). The
-// answer goes back with the request's number; a dialog closed without a choice answers nothing.
+// The file dialogs a screen asks for through the navigation stack: files to open ("Add File…"),
+// where to save one (the CSV export, starting in the documents folder with the export's name), or a
+// folder (the cloud folder). The answer goes back with the request's number; a dialog closed without a
+// choice answers nothing.
 Item {
     id: dialogs
     property int request: 0
-    function choose(request, save, name, folder) {
+    function choose(request, mode, name, folder) {
         dialogs.request = request
-        if (save) {
+        if (mode === 2) {
+            folderDialog.currentFolder = folder
+            folderDialog.open()
+        } else if (mode === 1) {
             saveDialog.currentFolder = folder
             saveDialog.selectedFile = folder + "/" + name
             saveDialog.open()
@@ -18,7 +22,15 @@ Item {
             addDialog.open()
         }
     }
-    function closeAll() { saveDialog.reject(); addDialog.reject() }
+    function closeAll() { saveDialog.reject(); addDialog.reject(); folderDialog.reject() }
+    FolderDialog {
+        id: folderDialog
+        objectName: "folderDialog"
+        title: qsTr("The folder your sync client keeps in step")
+        acceptLabel: qsTr("Use This Folder")
+        onAccepted: Navigation.filesChosen(dialogs.request, [selectedFolder])
+        onRejected: Navigation.filesChosen(dialogs.request, [])
+    }
     FileDialog {
         id: saveDialog
         objectName: "saveDialog"

@@ -98,10 +98,10 @@ ApplicationWindow {
             if (stack.depth > depth) stack.pop(stack.get(depth - 1))
         }
         function onAlertRequested(alert) { alertDialog.show(alert) }
-        function onFilesRequested(request, save, name, folder) {
+        function onFilesRequested(request, mode, name, folder) {
             if (!canOpenFileDialogs()) { Navigation.filesChosen(request, []); return }
             fileDialogs.active = true
-            fileDialogs.item.choose(request, save, name, folder)
+            fileDialogs.item.choose(request, mode, name, folder)
         }
     }
     Connections {

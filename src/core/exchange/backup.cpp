@@ -63,6 +63,7 @@ RestoreCheck checkBackup(std::string_view bytes, std::int64_t currentVersion) {
         out.reason = archive.error;
         return out;
     }
+    out.archiveRead = true;
     Value& doc = archive.value;
     const Value* hash = doc.isDictionary() ? doc.find("hash") : nullptr;
     if (!hash || !hash->isNumber()) {

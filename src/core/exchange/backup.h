@@ -44,9 +44,10 @@ enum class RestoreOutcome { Restored, TooNew, OldBackup, Corrupt, Unreadable };
 
 struct RestoreCheck {
     RestoreOutcome outcome = RestoreOutcome::Corrupt;
-    Value document;           // the backup's document without "hash" (Restored and OldBackup)
-    std::string fingerprint;  // the document's change fingerprint as read
-    std::string reason;       // why it is corrupt, for the command line
+    Value document;            // the backup's document without "hash" (Restored and OldBackup)
+    std::string fingerprint;   // the document's change fingerprint as read
+    std::string reason;        // why it is corrupt, for the command line
+    bool archiveRead = false;  // the file read as an archive (a file still being written does not)
 };
 
 // The checks of a restore, in order: the archive reads and holds "hash"; a newer "version" than the

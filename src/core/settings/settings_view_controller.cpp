@@ -145,7 +145,10 @@ void SettingsViewController::flipSwitch(int tag, bool on) {
                     Alert{kDropboxTag + 100, tr("Dropbox"), tr("Unlink account?"), {tr("Cancel"), tr("OK")}});
             break;
         case kCloudTag:
-            if (app_.hasDocumentCloud()) s.set("icloud", on);
+            if (app_.hasDocumentCloud()) {
+                s.set("icloud", on);
+                app_.cloudSwitched(on);
+            }
             break;
         case kAutoBackupTag:
             if (!on) {

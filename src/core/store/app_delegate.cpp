@@ -165,6 +165,7 @@ std::optional<std::string> NumbrelAppDelegate::applicationDidEnterBackground() {
     if (cloud && boolOf(*settings_, "icloud") && boolOf(*settings_, "autobackup") &&
         MD5StringOfSettings() != md5_ && hooks_.cloudBackup)
         hooks_.cloudBackup();
+    if (cloud && hooks_.cloudDisable) hooks_.cloudDisable();
     std::optional<std::string> error = saveSettings();
     planReminders();
     torchOff();
@@ -176,6 +177,7 @@ void NumbrelAppDelegate::applicationWillEnterForeground() {
     cancelReminders();
     if (hooks_.postNotification) hooks_.postNotification("ReloadSettings");
     if (md5_.empty()) md5_ = MD5StringOfSettings();
+    if (hasDocumentCloud() && boolOf(*settings_, "icloud") && hooks_.cloudEnable) hooks_.cloudEnable();
 }
 
 void NumbrelAppDelegate::planReminders() {

@@ -33,6 +33,9 @@ public:
         std::function<void()> cloudBackup;                         // the automatic backup on leaving
         std::function<void(const std::string&)> postNotification;  // "ReloadSettings"
         std::function<bool()> hasDocumentCloud;                    // the platform offers a document cloud
+        std::function<void(bool on)> cloudSwitched;                // "icloud" turned on or off
+        std::function<void()> cloudEnable;                         // on becoming active with "icloud" on
+        std::function<void()> cloudDisable;                        // on leaving
     };
 
     NumbrelAppDelegate(Environment env, PreferencesStore& store);
@@ -104,6 +107,10 @@ public:
 
     // Whether the platform offers a document cloud (a synced folder).
     bool hasDocumentCloud() const { return hooks_.hasDocumentCloud && hooks_.hasDocumentCloud(); }
+    // The settings switch: sync starts (the folder asked for when none is chosen yet) or stops.
+    void cloudSwitched(bool on) {
+        if (hooks_.cloudSwitched) hooks_.cloudSwitched(on);
+    }
     // The camera light: there is none on a desktop.
     bool hasTorch() const { return false; }
     void torchOn() {}

@@ -113,6 +113,9 @@ public:
     // Closes the screen that is acting, once its action has returned.
     virtual void pop() = 0;
     virtual void present(const Alert& alert) = 0;
+    // An alert from something that is not a screen (the document cloud's offer): its answer goes to
+    // answered. Where the front end cannot answer, nothing is called.
+    virtual void present(const Alert& alert, std::function<void(int button)> /*answered*/) { present(alert); }
     virtual void dismiss() = 0;  // closes the presented screen or alert
     virtual void openUrl(const std::string& url) = 0;
     // Whether the internet can be reached, asked before a link opens or anything goes out.
@@ -135,6 +138,7 @@ public:
     struct FileChoice {
         bool save = false;
         std::string name;
+        bool folder = false;  // a folder to use, rather than files
     };
     virtual bool canChooseFiles() const { return false; }
     virtual void chooseFiles(const FileChoice& /*choice*/,

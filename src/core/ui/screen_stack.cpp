@@ -73,11 +73,25 @@ void ScreenStack::present(const Alert& a) {
     alert(ticket, a);
 }
 
+void ScreenStack::present(const Alert& a, std::function<void(int button)> answered) {
+    const std::uint64_t ticket = nextTicket_++;
+    tickets_[ticket] = {0, a.tag, std::move(answered)};
+    alert(ticket, a);
+}
+
 void ScreenStack::answer(std::uint64_t ticket, int button) {
     auto it = tickets_.find(ticket);
     if (it == tickets_.end()) return;
     const Presenter p = it->second;
     tickets_.erase(it);
+    if (p.answered) {
+        p.answered(button);
+        if (acting_.empty()) {
+            settle();
+            acted();
+        }
+        return;
+    }
     act(p.screen, [&](Screen& s) { s.answerAlert(p.tag, button); });
 }
 

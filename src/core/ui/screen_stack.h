@@ -48,6 +48,7 @@ public:
     void pop() override;
     void dismiss() override { pop(); }
     void present(const Alert& alert) override;
+    void present(const Alert& alert, std::function<void(int button)> answered) override;
     void run(Job job) override;
 
 protected:
@@ -72,6 +73,7 @@ private:
     struct Presenter {
         Id screen;
         int tag;
+        std::function<void(int)> answered;  // for presenters that are not screens
     };
     std::unordered_map<std::uint64_t, Presenter> tickets_;  // alert -> who presented it, and its tag
     Id nextId_ = 1;
