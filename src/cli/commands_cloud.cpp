@@ -7,6 +7,7 @@
 #include "cli_context.h"
 #include "exchange/cloud_sync.h"
 #include "store/app_delegate.h"
+#include "store/file_ops.h"
 
 namespace numbrel::cli {
 

@@ -151,7 +151,10 @@ class Publication(unittest.TestCase):
         return found
 
     def published(self, *expected):
-        return wait_for(lambda: set(expected) <= self.browse() and self.browse(), f"{expected} to be published")
+        def seen():
+            found = self.browse()
+            return set(expected) <= found and found
+        return wait_for(seen, f"{expected} to be published")
 
     def test_published_renamed_withdrawn_and_republished(self):
         # Started before the daemon: published when it comes.

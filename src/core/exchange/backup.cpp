@@ -4,11 +4,14 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "plist/keyed_archive.h"
 #include "store/app_delegate.h"
 #include "store/calendar.h"
+#include "store/file_ops.h"
 #include "store/text_compare.h"
+#include "ui/localize.h"
 
 namespace numbrel {
 
@@ -102,6 +105,31 @@ RestoreCheck checkBackup(std::string_view bytes, std::int64_t currentVersion) {
     }
     out.reason = "the hash does not match the document";
     return out;
+}
+
+RestoreCheck checkBackupFile(const std::string& path, std::int64_t currentVersion) {
+    std::string bytes;
+    if (std::optional<std::string> problem = readLimited(
+            path, kMaxBackupFileBytes, tr("This backup is larger than 1 GB and cannot be restored"), bytes)) {
+        RestoreCheck check;
+        check.outcome = RestoreOutcome::Unreadable;
+        check.reason = *problem;
+        return check;
+    }
+    return checkBackup(bytes, currentVersion);
+}
+
+std::optional<std::string> readLimited(const std::string& path, std::uint64_t limit,
+                                       const std::string& tooLarge, std::string& bytes) {
+    std::error_code ec;
+    std::uintmax_t size = std::filesystem::file_size(path, ec);
+    if (ec) return tr("The file could not be read");
+    if (size > limit) return tooLarge;
+    std::string error;
+    std::optional<std::string> content = readWholeFile(path, error);
+    if (!content) return tr("The file could not be read");
+    bytes = std::move(*content);
+    return std::nullopt;
 }
 
 std::vector<std::string> listBackups(std::vector<std::string> local, const std::vector<std::string>& remote) {

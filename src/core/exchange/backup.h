@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,6 +56,15 @@ struct RestoreCheck {
 // two apart is corrupt; further apart is an old backup (made where the hash differs) when the
 // document has the keys every document has, else corrupt. The arithmetic is 32-bit.
 RestoreCheck checkBackup(std::string_view bytes, std::int64_t currentVersion);
+
+// The same for a file, read whole: one that cannot be read, or is larger than kMaxBackupFileBytes, is
+// Unreadable with the reason to tell.
+RestoreCheck checkBackupFile(const std::string& path, std::int64_t currentVersion);
+
+// Reads a file of at most limit bytes; otherwise the message for a file too large, or one that cannot
+// be read.
+std::optional<std::string> readLimited(const std::string& path, std::uint64_t limit,
+                                       const std::string& tooLarge, std::string& bytes);
 
 // The backups screen's list: local names plus remote names not among them, newest first (reverse
 // case-insensitive order).

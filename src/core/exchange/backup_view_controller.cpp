@@ -25,21 +25,6 @@ std::string lowerExtension(const std::string& name) {
     return ext;
 }
 
-// Reads a file of at most limit bytes; otherwise the message for a file too large, or one that cannot
-// be read.
-std::optional<std::string> readLimited(const std::string& path, std::uint64_t limit,
-                                       const std::string& tooLarge, std::string& bytes) {
-    std::error_code ec;
-    std::uintmax_t size = std::filesystem::file_size(path, ec);
-    if (ec) return tr("The file could not be read");
-    if (size > limit) return tooLarge;
-    std::string error;
-    std::optional<std::string> content = readWholeFile(path, error);
-    if (!content) return tr("The file could not be read");
-    bytes = std::move(*content);
-    return std::nullopt;
-}
-
 // A document with the meters' names only: all that verification needs to know of the document, cheap
 // to copy for a job.
 Value meterNames(const Value& document) {
@@ -202,16 +187,7 @@ void BackupViewController::restoreBackup(const std::string& path) {
     job.title = tr("Restoring…");
     job.work = [this, path,
                 version = integerOf(app_.settings(), "version")](const Progress&) -> std::function<void()> {
-        auto check = std::make_shared<RestoreCheck>();
-        std::string bytes;
-        if (std::optional<std::string> problem =
-                readLimited(path, kMaxBackupFileBytes,
-                            tr("This backup is larger than 1 GB and cannot be restored"), bytes)) {
-            check->outcome = RestoreOutcome::Unreadable;
-            check->reason = *problem;
-        } else {
-            *check = checkBackup(bytes, version);
-        }
+        auto check = std::make_shared<RestoreCheck>(checkBackupFile(path, version));
         return [this, check] { restoreChecked(std::move(*check)); };
     };
     navigator_.run(std::move(job));

@@ -1,10 +1,8 @@
 #include "exchange/cloud_sync.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -19,24 +17,6 @@
 namespace numbrel {
 
 namespace {
-
-// A cloud file is checked where it lands: read whole, then the checks of a restore.
-RestoreCheck checkFile(const std::string& path, std::int64_t version) {
-    RestoreCheck check;
-    std::error_code ec;
-    const std::uintmax_t size = std::filesystem::file_size(path, ec);
-    if (ec || size > kMaxBackupFileBytes) {
-        check.reason = ec ? ec.message() : "larger than 1 GB";
-        return check;
-    }
-    std::string error;
-    std::optional<std::string> bytes = readWholeFile(path, error);
-    if (!bytes) {
-        check.reason = error;
-        return check;
-    }
-    return checkBackup(*bytes, version);
-}
 
 bool exists(const std::string& path) {
     std::error_code ec;
@@ -94,30 +74,6 @@ void ScannedCloudFolder::changed() {
         pending_ = true;
     else if (gathered_)
         gathered_();
-}
-
-std::optional<std::string> copyThroughTemporary(const std::string& from, const std::string& toDirectory,
-                                                const std::string& name) {
-    static std::atomic<unsigned> counter{0};
-    namespace fs = std::filesystem;
-    std::error_code ec;
-    // Hidden, so that sync clients and other devices pass it by; removeStaleTemporaries knows the form.
-    const std::string temp =
-        toDirectory + "/." + name + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
-    if (!fs::copy_file(from, temp, fs::copy_options::overwrite_existing, ec)) {
-        fs::remove(temp, ec);
-        return "cannot copy " + name + ": " + ec.message();
-    }
-    const int fd = ::open(temp.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool synced = fd >= 0 && ::fsync(fd) == 0;
-    const int err = errno;
-    if (fd >= 0) ::close(fd);
-    if (!synced || ::rename(temp.c_str(), (toDirectory + "/" + name).c_str()) != 0) {
-        const std::string why = std::strerror(synced ? errno : err);
-        fs::remove(temp, ec);
-        return "cannot write " + name + ": " + why;
-    }
-    return std::nullopt;
 }
 
 CloudSync::CloudSync(NumbrelAppDelegate& app, Navigator& navigator, CloudFolder& folder,
@@ -234,21 +190,15 @@ void CloudSync::download(const std::string& name) {
     job.title = tr("Copying…");
     job.work = [this, name, from = *directory_ + "/" + name, to = documents_,
                 version = integerOf(app_.settings(), "version")](const Progress&) -> std::function<void()> {
-        // Checked in a hidden copy first: a file the sync client has not finished writing never
+        // Checked in the hidden copy first: a file the sync client has not finished writing never
         // arrives under a backup name, and is not offered.
-        static std::atomic<unsigned> counter{0};
-        const std::string temp =
-            to + "/." + name + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
         std::error_code ec;
         std::filesystem::create_directories(to, ec);
         auto check = std::make_shared<RestoreCheck>();
-        bool whole =
-            std::filesystem::copy_file(from, temp, std::filesystem::copy_options::overwrite_existing, ec);
-        if (whole) {
-            *check = checkFile(temp, version);
-            whole = check->archiveRead && ::rename(temp.c_str(), (to + "/" + name).c_str()) == 0;
-        }
-        if (!whole) std::filesystem::remove(temp, ec);
+        const bool whole = !copyThroughTemporary(from, to, name, [&](const std::string& temp) {
+            *check = checkBackupFile(temp, version);
+            return check->archiveRead;
+        });
         return [this, name, check, whole] {
             if (!whole) {
                 // The next change of the folder tries again.
@@ -273,7 +223,7 @@ void CloudSync::iCloudRestore(const std::string& name) {
     job.title = tr("Restoring…");
     job.work = [this, name, path = documents_ + "/" + name,
                 version = integerOf(app_.settings(), "version")](const Progress&) -> std::function<void()> {
-        auto check = std::make_shared<RestoreCheck>(checkFile(path, version));
+        auto check = std::make_shared<RestoreCheck>(checkBackupFile(path, version));
         return [this, name, check] { offer(name, std::move(*check)); };
     };
     run(std::move(job));

@@ -1,7 +1,8 @@
 // The document cloud: backups copied into a folder that the user's sync client keeps in step across
 // devices, the offer to restore a newer backup that another device put there, automatic backups and
 // their pruning. The folder and its watching are the platform's (CloudFolder); the copies run as jobs,
-// off the GUI thread where the front end has one, and always through a temporary name and a rename.
+// off the GUI thread where the front end has one, and always through a temporary name and a rename
+// (copyThroughTemporary).
 #pragma once
 
 #include <cstdint>
@@ -82,12 +83,6 @@ private:
     bool pending_ = false;
     int rescans_ = 0;
 };
-
-// Copies a file into a folder under a temporary name and renames it into place, so that no
-// half-written file ever carries the name (the same folder for both, so the rename is atomic).
-// Returns an error message, or nothing.
-std::optional<std::string> copyThroughTemporary(const std::string& from, const std::string& toDirectory,
-                                                const std::string& name);
 
 // What one gathering pass did, for the command line and the tests.
 struct GatheringReport {

@@ -130,23 +130,40 @@ std::optional<std::string> readWholeFile(const std::string& path, std::string& e
 }
 
 std::optional<std::string> copyIntoFolder(const std::string& from, const std::string& directory) {
-    static std::atomic<unsigned> counter{0};
     namespace fs = std::filesystem;
     std::error_code ec;
     if (!fs::is_regular_file(from, ec)) return from + " is not a file that can be copied";
     const fs::path target = fs::path(directory) / fs::path(from).filename();
     if (fs::equivalent(from, target, ec)) return std::nullopt;  // already there
     fs::create_directories(directory, ec);
+    return copyThroughTemporary(from, directory, target.filename().string());
+}
+
+std::optional<std::string> copyThroughTemporary(const std::string& from, const std::string& toDirectory,
+                                                const std::string& name,
+                                                const std::function<bool(const std::string& temp)>& accept,
+                                                const std::string& refusal) {
+    static std::atomic<unsigned> counter{0};
+    namespace fs = std::filesystem;
+    std::error_code ec;
     const std::string temp =
-        target.string() + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+        toDirectory + "/." + name + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
     if (!fs::copy_file(from, temp, fs::copy_options::overwrite_existing, ec)) {
         fs::remove(temp, ec);
         return "cannot copy " + from + ": " + ec.message();
     }
-    if (::rename(temp.c_str(), target.c_str()) != 0) {
-        int err = errno;
+    if (accept && !accept(temp)) {
         fs::remove(temp, ec);
-        return describe("cannot replace", target.string(), err);
+        return refusal;
+    }
+    const int fd = ::open(temp.c_str(), O_RDONLY | O_CLOEXEC);
+    const bool synced = fd >= 0 && ::fsync(fd) == 0;
+    const int err = errno;
+    if (fd >= 0) ::close(fd);
+    if (!synced || ::rename(temp.c_str(), (toDirectory + "/" + name).c_str()) != 0) {
+        const int why = synced ? errno : err;
+        fs::remove(temp, ec);
+        return describe("cannot replace", toDirectory + "/" + name, why);
     }
     return std::nullopt;
 }

@@ -2,6 +2,7 @@
 // of them fail; and the atomic replacement of a file built on them.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -40,6 +41,15 @@ std::string parentDirectory(const std::string& path);
 // is whole (a temporary name in the folder, then a rename): a failed copy leaves the old file. Returns
 // an error message, or nothing on success.
 std::optional<std::string> copyIntoFolder(const std::string& from, const std::string& directory);
+
+// Copies a file into a folder as name through a hidden temporary (".NAME.tmp-PID-N", which sync
+// clients and other devices pass by, and removeStaleTemporaries knows), fsynced, then renamed: no
+// half-written file ever carries the name. accept, when given, looks at the whole temporary first; a
+// copy it refuses is removed and answered with refusal. Returns an error message, or nothing.
+std::optional<std::string> copyThroughTemporary(
+    const std::string& from, const std::string& toDirectory, const std::string& name,
+    const std::function<bool(const std::string& temp)>& accept = {},
+    const std::string& refusal = "the copy was refused");
 
 // Whether the file at path holds exactly these bytes (a missing or unreadable file does not).
 bool fileHolds(const std::string& path, std::string_view bytes);
