@@ -154,6 +154,7 @@ int main(int argc, char** argv) {
             stack.closeTop();
     });
     cloud.setChangedHook([&stack] { emit stack.changed(); });
+    cloud.setListedHook([&stack] { emit stack.changed(); });
     if (!checking) {
         NumbrelAppDelegate::Hooks hooks;
         hooks.hasDocumentCloud = [] { return true; };
@@ -162,12 +163,17 @@ int main(int argc, char** argv) {
         hooks.cloudDisable = [&cloud] { cloud.iCloudDisable(); };
         hooks.cloudSwitched = [&](bool on) {
             if (!on) return cloud.iCloudDisable();
-            if (!delegate.configuration().value("cloud.folder").empty()) return cloud.iCloudEnable();
-            // The first time, the folder is asked for; it is kept in numbrel.conf.
-            stack.chooseFiles({false, "", true}, [&](const std::vector<std::string>& paths) {
-                if (std::optional<std::string> failed =
-                        delegate.configuration().store("cloud.folder", paths[0]))
-                    stack.present(Alert{0, tr("Warning!"), *failed, {tr("OK")}});
+            if (cloudFolder.directory()) return cloud.iCloudEnable();
+            // The first time, or when the folder went, the folder is asked for; it is kept in
+            // numbrel.conf. Without one the switch stays on and the no-access warning says why.
+            Navigator::FileChoice choice;
+            choice.folder = true;
+            choice.tellCancel = true;
+            stack.chooseFiles(choice, [&](const std::vector<std::string>& paths) {
+                if (!paths.empty())
+                    if (std::optional<std::string> failed =
+                            delegate.configuration().store("cloud.folder", paths[0]))
+                        stack.present(Alert{0, tr("Warning!"), *failed, {tr("OK")}});
                 cloud.iCloudEnable();
             });
         };

@@ -161,12 +161,19 @@ void NavigationStack::run(Job job) {
     });
 }
 
+void NavigationStack::runForApp(Job job) {
+    jobs_.start(std::move(job), [](std::function<void()> apply) {
+        if (apply) apply();
+    });
+}
+
 void NavigationStack::chooseFiles(const FileChoice& choice,
                                   std::function<void(const std::vector<std::string>&)> chosen) {
     const int request = nextChoice_++;
     const Id owner = acting();
-    choices_[request] = [this, owner, chosen = std::move(chosen)](const std::vector<std::string>& paths) {
-        guarded(owner, [&] { chosen(paths); })();
+    choices_[request] = [this, owner, tellCancel = choice.tellCancel,
+                         chosen = std::move(chosen)](const std::vector<std::string>& paths) {
+        if (!paths.empty() || tellCancel) guarded(owner, [&] { chosen(paths); })();
     };
     const int mode = choice.folder ? 2 : choice.save ? 1 : 0;
     // A folder is looked for from the home folder, where sync clients keep theirs.
@@ -182,7 +189,7 @@ void NavigationStack::filesChosen(int request, const QList<QUrl>& urls) {
     std::vector<std::string> paths;
     for (const QUrl& url : urls)
         paths.push_back((url.isLocalFile() ? url.toLocalFile() : url.toString()).toStdString());
-    if (!paths.empty()) chosen(paths);
+    chosen(paths);
 }
 
 void NavigationStack::release(QObject* model) {

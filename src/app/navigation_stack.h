@@ -68,6 +68,7 @@ public:
     bool canSendMail() const override;
     void composeMail(const Mail& mail) override;
     void run(Job job) override;
+    void runForApp(Job job) override;
     bool canChooseFiles() const override { return true; }
     void chooseFiles(const FileChoice& choice,
                      std::function<void(const std::vector<std::string>&)> chosen) override;

@@ -49,6 +49,22 @@ public:
     std::unique_ptr<TransferServer> makeTransferServer() override {
         return std::make_unique<FakeServer>(*this);
     }
+    // Work of the application waits, when asked, until the test lets it finish.
+    void runForApp(Job job) override {
+        if (!holdAppJobs) return ScreenStack::runForApp(std::move(job));
+        heldAppJobs.push_back(std::move(job));
+    }
+    // Finishes the held work in turn, and what that work started meanwhile; how many finished.
+    int finishAppJobs() {
+        int n = 0;
+        while (!heldAppJobs.empty()) {
+            Job job = std::move(heldAppJobs.front());
+            heldAppJobs.erase(heldAppJobs.begin());
+            ScreenStack::runForApp(std::move(job));
+            ++n;
+        }
+        return n;
+    }
     bool canSendMail() const override { return mailer; }
     void composeMail(const Mail& mail) override { mails.push_back(mail); }
 
@@ -68,6 +84,8 @@ public:
     std::function<void()> uploaded;  // what a running server calls when a file arrives
     int pops = 0;
     int dismissals = 0;
+    bool holdAppJobs = false;
+    std::vector<Job> heldAppJobs;
 
 protected:
     void alert(std::uint64_t ticket, const Alert& a) override {

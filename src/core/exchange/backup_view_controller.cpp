@@ -1,5 +1,6 @@
 #include "exchange/backup_view_controller.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <variant>
@@ -41,6 +42,8 @@ BackupViewController::BackupViewController(NumbrelAppDelegate& app, Navigator& n
                                            std::string directory)
     : app_(app), navigator_(navigator), directory_(std::move(directory)) {
     removeStaleTemporaries(directory_);  // backups cut short by a killed process are not files to offer
+    // The cloud's list changes as the sync client brings or takes files.
+    if (CloudSync* cloud = app_.cloudSync()) cloudListener_ = cloud->listen([this] { refresh(); });
     refresh();
 }
 
@@ -49,7 +52,45 @@ BackupViewController::~BackupViewController() {
 }
 
 void BackupViewController::refresh() {
-    backups_ = listBackups(filesIn(directory_), {});
+    // The document cloud is the remote store while sync is on and its folder is known.
+    CloudSync* cloud = app_.cloudSync();
+    const bool cloudShown =
+        cloud && app_.hasDocumentCloud() && boolOf(app_.settings(), "icloud") && cloud->directory();
+    selectedSegmentIndex_ = cloudShown ? 0 : -1;
+    remoteBackups_ = cloudShown ? cloud->iCloudFiles(true) : std::vector<std::string>{};
+    backups_ = listBackups(filesIn(directory_), remoteBackups_);
+}
+
+bool BackupViewController::onDevice(const std::string& name) const {
+    std::error_code ec;
+    return std::filesystem::is_regular_file(pathOf(name), ec);
+}
+
+bool BackupViewController::onRemote(const std::string& name) const {
+    return std::find(remoteBackups_.begin(), remoteBackups_.end(), name) != remoteBackups_.end();
+}
+
+std::string BackupViewController::remoteTitle() const {
+    return selectedSegmentIndex_ == 0 ? tr("iCloud") : tr("Backups");
+}
+
+void BackupViewController::startAction(std::string title) {
+    busyTitle_ = std::move(title);
+}
+
+void BackupViewController::stopAction() {
+    busyTitle_.clear();
+    refresh();
+}
+
+CloudSync::Done BackupViewController::whenDone(
+    std::function<void(const std::optional<std::string>& error)> then) {
+    auto outcome = std::make_shared<std::optional<std::string>>();
+    std::function<void()> resume = navigator_.guard([outcome, then = std::move(then)] { then(*outcome); });
+    return [outcome, resume = std::move(resume)](std::optional<std::string> error) {
+        *outcome = std::move(error);
+        resume();
+    };
 }
 
 void BackupViewController::addFile(const std::string& path) {
@@ -59,7 +100,7 @@ void BackupViewController::addFile(const std::string& path) {
 }
 
 std::string BackupViewController::title() const {
-    return tr("Backups");
+    return busyTitle_.empty() ? remoteTitle() : busyTitle_;
 }
 
 std::vector<Section> BackupViewController::sections() const {
@@ -78,6 +119,8 @@ std::vector<Section> BackupViewController::sections() const {
     Section files{"", backups_.empty() ? "" : tr("Select a file or swipe to delete"), {}};
     for (std::size_t i = 0; i < backups_.size(); ++i) {
         Row r{backups_[i]};
+        // Only on the remote store: grey until it is copied down.
+        if (!onDevice(backups_[i])) r.color = RowColor{0.56, 0.56, 0.58};
         r.deletable = editing_;
         r.swipeDeletes = true;
         r.action = kFile;
@@ -141,7 +184,12 @@ void BackupViewController::openFileMenu(const std::string& name) {
     // The file menu, by what the file is: a ".bak" restores, a ".csv" imports, anything else offers both.
     menuFile_ = name;
     menu_.clear();
-    if (navigator_.canSendMail()) menu_.push_back({tr("Export by Email"), FileAction::Mail});
+    const bool local = onDevice(name);
+    if (local) {
+        if (selectedSegmentIndex_ == 0 && !onRemote(name))
+            menu_.push_back({tr("Copy to iCloud"), FileAction::CopyToRemote});
+        if (navigator_.canSendMail()) menu_.push_back({tr("Export by Email"), FileAction::Mail});
+    }
     std::string ext = lowerExtension(menuFile_);
     if (ext == ".bak") {
         menu_.push_back({tr("Restore Backup"), FileAction::Restore});
@@ -149,7 +197,11 @@ void BackupViewController::openFileMenu(const std::string& name) {
         menu_.push_back({tr("Import CSV File"), FileAction::ImportCsv});
         // An export written by the app (its header line tells) has an entry of its own.
         std::string error;
-        std::optional<std::string> start = readWholeFile(pathOf(menuFile_), error, 64 * 1024);
+        const CloudSync* cloud = app_.cloudSync();
+        const std::string readable = local || !cloud || !cloud->directory()
+                                         ? pathOf(menuFile_)
+                                         : *cloud->directory() + "/" + menuFile_;
+        std::optional<std::string> start = readWholeFile(readable, error, 64 * 1024);
         if (start && exportLayout(*start))
             menu_.push_back({tr("Import Numbrel Export"), FileAction::ImportExport});
     } else {
@@ -166,10 +218,52 @@ void BackupViewController::openFileMenu(const std::string& name) {
 }
 
 void BackupViewController::backupAction() {
+    if (selectedSegmentIndex_ == 0 && app_.cloudSync()) {
+        // The same copy into the cloud as the automatic backup makes.
+        startAction(tr("Copying"));
+        auto made = std::make_shared<std::string>();
+        CloudSync::Done done = whenDone([this, made](const std::optional<std::string>& error) {
+            if (!error && !onRemote(*made)) remoteBackups_.push_back(*made);
+            busyTitle_.clear();
+            backups_ = listBackups(filesIn(directory_), remoteBackups_);
+            if (error) warn(*error);
+        });
+        app_.cloudSync()->iCloudBackup(
+            [made, done](const std::string& name, std::optional<std::string> error) {
+                *made = name;
+                done(std::move(error));
+            });
+        return;
+    }
     navigator_.run(app_.backupJob(directory_, [this](const NumbrelAppDelegate::Backup& b) {
         refresh();
         if (b.error) warn(*b.error);
     }));
+}
+
+void BackupViewController::copyToRemote(const std::string& name) {
+    CloudSync* cloud = app_.cloudSync();
+    if (!cloud) return;
+    startAction(tr("Copying"));
+    cloud->copyToCloud(name, whenDone([this, name](const std::optional<std::string>& error) {
+                           // The folder's watcher lists the copy too once it has looked.
+                           if (!error && !onRemote(name)) remoteBackups_.push_back(name);
+                           busyTitle_.clear();
+                           backups_ = listBackups(filesIn(directory_), remoteBackups_);
+                           if (error) warn(*error);
+                       }));
+}
+
+void BackupViewController::deleteRemote(const std::string& name) {
+    CloudSync* cloud = app_.cloudSync();
+    if (!cloud) return;
+    startAction(tr("Deleting"));
+    cloud->deleteFromCloud(name, whenDone([this, name](const std::optional<std::string>& error) {
+                               if (!error) std::erase(remoteBackups_, name);
+                               busyTitle_.clear();
+                               backups_ = listBackups(filesIn(directory_), remoteBackups_);
+                               if (error) warn(*error);
+                           }));
 }
 
 void BackupViewController::warn(const std::string& message) {
@@ -306,25 +400,35 @@ void BackupViewController::answerAlert(int tag, int button) {
     if (tag == kFileMenuTag) {
         if (button < 0 || button >= static_cast<int>(menu_.size())) return;
         const FileAction choice = menu_[static_cast<std::size_t>(button)].second;
-        const std::string path = pathOf(menuFile_);
-        switch (choice) {
-            case FileAction::Restore:
-                restoreBackup(path);
-                break;
-            case FileAction::ImportCsv:
-                importCSV(path);
-                break;
-            case FileAction::ImportExport:
-                importExport(path);
-                break;
-            case FileAction::Mail:
-                navigator_.composeMail(
-                    Mail{std::string(stringOf(app_.settings(), "email")), tr("Numbrel Backup"),
-                         tr("Save the attached file in case you need to restore it in future.\n"), path});
-                break;
-            case FileAction::Cancel:
-                break;
+        if (choice == FileAction::Cancel) return;
+        if (choice == FileAction::CopyToRemote) return copyToRemote(menuFile_);
+        if (onDevice(menuFile_) || !app_.cloudSync()) return openLocal(menuFile_, choice);
+        // Only in the cloud: copied down first, then restored or imported.
+        startAction(tr("Copying"));
+        app_.cloudSync()->copyFromCloud(
+            menuFile_, whenDone([this, name = menuFile_, choice](const std::optional<std::string>& error) {
+                stopAction();
+                if (error) return warn(*error);
+                openLocal(name, choice);
+            }));
+        return;
+    }
+    if (tag == kDeleteTag) {
+        const std::string name = std::exchange(deleteFile_, {});
+        if (button <= 0 || name.empty()) return;  // Cancel
+        const bool local = onDevice(name);
+        if (local) {
+            std::error_code ec;
+            std::filesystem::remove(pathOf(name), ec);
+            if (ec) {
+                refresh();
+                return warn(tr("The file could not be deleted"));
+            }
         }
+        // "Local Device Only" (the second of three buttons) keeps the cloud's copy; "All Devices",
+        // and "OK" for a file only in the cloud, delete it there.
+        if (local && button == 1) return refresh();
+        deleteRemote(name);
         return;
     }
     if (tag == kRestoreTag && heldBackup_) {
@@ -348,12 +452,55 @@ void BackupViewController::answerAlert(int tag, int button) {
     }
 }
 
+void BackupViewController::openLocal(const std::string& name, FileAction action) {
+    const std::string path = pathOf(name);
+    switch (action) {
+        case FileAction::Restore:
+            restoreBackup(path);
+            break;
+        case FileAction::ImportCsv:
+            importCSV(path);
+            break;
+        case FileAction::ImportExport:
+            importExport(path);
+            break;
+        case FileAction::Mail:
+            navigator_.composeMail(
+                Mail{std::string(stringOf(app_.settings(), "email")), tr("Numbrel Backup"),
+                     tr("Save the attached file in case you need to restore it in future.\n"), path});
+            break;
+        case FileAction::CopyToRemote:
+        case FileAction::Cancel:
+            break;
+    }
+}
+
 void BackupViewController::remove(const Row& row) {
     if (row.action != kFile) return;
-    std::error_code ec;
-    std::filesystem::remove(pathOf(row.label), ec);
-    refresh();
-    if (ec) warn(tr("The file could not be deleted"));
+    const std::string& name = row.label;
+    const bool local = onDevice(name), remote = onRemote(name);
+    if (local && !remote) {
+        // Only here (or no remote store shown): gone at once.
+        std::error_code ec;
+        std::filesystem::remove(pathOf(name), ec);
+        refresh();
+        if (ec) warn(tr("The file could not be deleted"));
+        return;
+    }
+    deleteFile_ = name;
+    if (local) {
+        navigator_.present(Alert{kDeleteTag,
+                                 tr("Are you sure?"),
+                                 fill(tr("Delete the file from this device only, or PERMANENTLY delete it "
+                                         "from %@ and all devices"),
+                                      {remoteTitle()}),
+                                 {tr("Cancel"), tr("Local Device Only"), tr("All Devices")}});
+    } else {
+        navigator_.present(Alert{kDeleteTag,
+                                 tr("Are you sure?"),
+                                 fill(tr("This will PERMANENTLY delete the file from %@"), {remoteTitle()}),
+                                 {tr("Cancel"), tr("OK")}});
+    }
 }
 
 }  // namespace numbrel

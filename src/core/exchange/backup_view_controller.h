@@ -1,6 +1,7 @@
 // The backups screen: "Backup Now", the files of the Documents folder with the file menu (restore a
 // backup, import a CSV file, send a file by mail), deleting files, and the restore and import flows
-// with their questions.
+// with their questions. With the document cloud on, the cloud's files are listed beside the local ones
+// (grey where they are not on this device yet), copied up and down, and deleted there too.
 #pragma once
 
 #include <functional>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "exchange/backup.h"
+#include "exchange/cloud_sync.h"
 #include "exchange/csv_import.h"
 #include "exchange/export_import.h"
 #include "plist/value.h"
@@ -31,9 +33,14 @@ public:
     bool isEditing() const override { return editing_; }
     void setEditing(bool on) override { editing_ = on; }
 
-    // Re-reads the folder.
+    // Chooses the remote store again and re-reads the folder and the remote list.
     void refresh();
     const std::vector<std::string>& backups() const { return backups_; }
+    // The remote store shown: -1 none (the title "Backups"), 0 the document cloud ("iCloud").
+    int selectedSegmentIndex() const { return selectedSegmentIndex_; }
+    const std::vector<std::string>& remoteBackups() const { return remoteBackups_; }
+    // Whether a copy or delete on the remote store is under way; its word is the title meanwhile.
+    bool busy() const { return !busyTitle_.empty(); }
     // Copies a file into the folder ("Add File…", a file dropped on the screen); a file of the same
     // name is replaced only by a whole copy. A failure is told, and the folder stays as it was.
     void addFile(const std::string& path);
@@ -63,6 +70,7 @@ public:
     static constexpr int kImportTag = 52;
     static constexpr int kWarningTag = 53;
     static constexpr int kWifiTag = 54;
+    static constexpr int kDeleteTag = 55;
 
 protected:
     void select(const Row& row) override;
@@ -70,9 +78,18 @@ protected:
 
 private:
     std::string pathOf(const std::string& name) const { return directory_ + "/" + name; }
+    bool onDevice(const std::string& name) const;
+    bool onRemote(const std::string& name) const;
+    std::string remoteTitle() const;
     void warn(const std::string& message);
     void changed();
     void openFileMenu(const std::string& name);
+    void startAction(std::string title);
+    void stopAction();
+    // An outcome of remote work, delivered to this screen only while it exists.
+    CloudSync::Done whenDone(std::function<void(const std::optional<std::string>& error)> then);
+    void copyToRemote(const std::string& name);
+    void deleteRemote(const std::string& name);
     void restoreChecked(RestoreCheck check);
     void verifyFile(const std::string& path, bool fromExport);
     void importHeld();
@@ -82,7 +99,9 @@ private:
     std::string directory_;
     std::vector<std::string> backups_;
     bool editing_ = false;
-    enum class FileAction { Mail, Restore, ImportCsv, ImportExport, Cancel };
+    enum class FileAction { CopyToRemote, Mail, Restore, ImportCsv, ImportExport, Cancel };
+    // Runs a file menu choice on a file that is on this device now.
+    void openLocal(const std::string& name, FileAction action);
     std::string menuFile_;                                  // the file the menu is open for
     std::vector<std::pair<std::string, FileAction>> menu_;  // its entries, in order
     std::optional<RestoreCheck> heldBackup_;                // waiting for the answer to "Old Backup?"
@@ -91,6 +110,11 @@ private:
     bool heldExport_ = false;          // the held rows come from an export
     std::function<void()> changedHook_;
     std::unique_ptr<TransferServer> server_;  // while the Wi-Fi alert is open
+    int selectedSegmentIndex_ = -1;
+    std::vector<std::string> remoteBackups_;
+    std::string busyTitle_;
+    std::string deleteFile_;  // the file "Are you sure?" asks about
+    CloudSync::Listener cloudListener_;
 };
 
 }  // namespace numbrel

@@ -82,10 +82,13 @@ CloudSync::CloudSync(NumbrelAppDelegate& app, Navigator& navigator, CloudFolder&
       navigator_(navigator),
       folder_(folder),
       documents_(std::move(documents)),
-      alive_(std::make_shared<bool>(true)) {}
+      alive_(std::make_shared<bool>(true)) {
+    app_.setCloudSync(this);
+}
 
 CloudSync::~CloudSync() {
     *alive_ = false;
+    if (app_.cloudSync() == this) app_.setCloudSync(nullptr);
     if (folder_.querying()) folder_.stopQuery();
 }
 
@@ -100,12 +103,13 @@ void CloudSync::iCloudEnable() {
         if (folder_.querying()) folder_.stopQuery();
         directory_ = std::move(now);
         if (!directory_) {
-            navigator_.present(Alert{0,
-                                     tr("Warning!"),
-                                     tr("No iCloud access. In the cloud folder dialog, choose a folder that "
-                                        "your sync client keeps in step and check that it is there and can "
-                                        "be written. Or disable iCloud in the settings"),
-                                     {tr("OK")}});
+            navigator_.present(
+                Alert{0,
+                      tr("Warning!"),
+                      tr("No iCloud access. In the settings, turn iCloud off and on to choose the folder "
+                         "that your sync client keeps in step, and check that it is there and can be "
+                         "written. Or disable iCloud in the settings"),
+                      {tr("OK")}});
             return;
         }
     }
@@ -142,7 +146,22 @@ void CloudSync::run(Job job) {
             if (then) then();
         };
     };
-    navigator_.run(std::move(job));
+    navigator_.runForApp(std::move(job));
+}
+
+CloudSync::Listener CloudSync::listen(std::function<void()> changed) {
+    auto listener = std::make_shared<std::function<void()>>(std::move(changed));
+    std::erase_if(listeners_, [](const auto& l) { return l.expired(); });
+    listeners_.push_back(listener);
+    return listener;
+}
+
+void CloudSync::listChanged() {
+    // A copy of the list: a listener may add or drop listeners.
+    const std::vector<std::weak_ptr<std::function<void()>>> now = listeners_;
+    for (const auto& weak : now)
+        if (Listener l = weak.lock()) (*l)();
+    if (listedHook_) listedHook_();
 }
 
 void CloudSync::iCloudDidFinishGathering() {
@@ -182,6 +201,7 @@ void CloudSync::iCloudDidFinishGathering() {
     }
     if (boolOf(app_.settings(), "autobackup")) prune(cloud);
     if (!started) folder_.resumeUpdates();
+    listChanged();
 }
 
 void CloudSync::download(const std::string& name) {
@@ -248,6 +268,8 @@ void CloudSync::offer(const std::string& name, RestoreCheck check) {
                                if (restoringHook_) restoringHook_();
                                app_.setSettings(std::move(held->document), std::move(held->fingerprint));
                                if (restoredHook_) restoredHook_();
+                               // A backup made with sync off turns it off here too.
+                               if (!boolOf(app_.settings(), "icloud")) iCloudDisable();
                                changed();
                                Alert done{0, tr("Backup Restored"), "", {tr("OK")}};
                                done.dismissAfterSeconds = 1.5;
@@ -271,7 +293,10 @@ void CloudSync::prune(const std::vector<std::string>& cloud) {
 }
 
 void CloudSync::iCloudBackup(std::function<void(const std::string&, std::optional<std::string>)> done) {
-    if (!directory_) return;
+    if (!directory_) {
+        if (done) done({}, tr("No cloud folder"));
+        return;
+    }
     run(app_.backupJob(documents_, [this, done = std::move(done)](const NumbrelAppDelegate::Backup& made) {
         changed();
         if (made.error) {

@@ -138,6 +138,13 @@ public:
     const GatheringReport& report() const { return report_; }
     bool busy() const { return pending_ > 0; }
 
+    // Told after every gathering pass (the list of cloud files may have changed). A listener goes
+    // when its owner drops what this returns. The listed hook is told after the listeners (the front
+    // end draws what they changed).
+    using Listener = std::shared_ptr<std::function<void()>>;
+    [[nodiscard]] Listener listen(std::function<void()> changed);
+    void setListedHook(std::function<void()> hook) { listedHook_ = std::move(hook); }
+
     static constexpr int kOfferTag = 70;
 
 private:
@@ -155,7 +162,10 @@ private:
     std::map<std::string, std::uint64_t> lastSizes_;  // the previous scan, to see a file still growing
     GatheringReport report_;
     int pending_ = 0;
-    std::function<void()> restoringHook_, restoredHook_, changedHook_;
+    void listChanged();
+
+    std::function<void()> restoringHook_, restoredHook_, changedHook_, listedHook_;
+    std::vector<std::weak_ptr<std::function<void()>>> listeners_;
     void changed() {
         if (changedHook_) changedHook_();
     }

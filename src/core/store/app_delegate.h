@@ -23,6 +23,8 @@
 
 namespace numbrel {
 
+class CloudSync;
+
 class NumbrelAppDelegate {
 public:
     // Steps of start-up and saving that belong to other parts of the system. Unset hooks do nothing.
@@ -111,6 +113,9 @@ public:
     void cloudSwitched(bool on) {
         if (hooks_.cloudSwitched) hooks_.cloudSwitched(on);
     }
+    // The document cloud's sync, while there is one (it tells the delegate itself); null otherwise.
+    CloudSync* cloudSync() const { return cloudSync_; }
+    void setCloudSync(CloudSync* sync) { cloudSync_ = sync; }
     // The camera light: there is none on a desktop.
     bool hasTorch() const { return false; }
     void torchOn() {}
@@ -138,6 +143,7 @@ private:
     Formatter formatter_;
     PreferencesStore& store_;
     Hooks hooks_;
+    CloudSync* cloudSync_ = nullptr;
     Notifier* notifier_ = nullptr;
     std::string reminderProblem_;
     Configuration configuration_;

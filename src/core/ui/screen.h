@@ -133,12 +133,20 @@ public:
     virtual void run(Job job) {
         if (std::function<void()> apply = job.work(Progress{})) apply();
     }
+    // Work of the application rather than of a screen (the document cloud's copies): its result
+    // applies even when the screen that started it has gone since.
+    virtual void runForApp(Job job) { run(std::move(job)); }
+    // A continuation for the screen acting now, to be called later (when app work it started is
+    // done): it then runs only while that screen exists, and as its action.
+    virtual std::function<void()> guard(std::function<void()> then) { return then; }
     // A file chooser, where the platform has one: files to open, or where to save one (a name is
-    // suggested). chosen gets the paths picked, and is not called when the user cancels.
+    // suggested). chosen gets the paths picked; when the user cancels it is not called, unless the
+    // choice asks to hear of that (then it gets no paths).
     struct FileChoice {
         bool save = false;
         std::string name;
-        bool folder = false;  // a folder to use, rather than files
+        bool folder = false;      // a folder to use, rather than files
+        bool tellCancel = false;  // a cancelled chooser answers with no paths
     };
     virtual bool canChooseFiles() const { return false; }
     virtual void chooseFiles(const FileChoice& /*choice*/,

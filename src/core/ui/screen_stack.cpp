@@ -106,6 +106,10 @@ void ScreenStack::run(Job job) {
     if (apply) guarded(acting(), std::move(apply))();
 }
 
+void ScreenStack::runForApp(Job job) {
+    if (std::function<void()> apply = job.work(Progress{})) apply();
+}
+
 void ScreenStack::settle() {
     if (closing_.empty()) return;
     // A screen that closes takes the screens above it along.

@@ -50,6 +50,10 @@ public:
     void present(const Alert& alert) override;
     void present(const Alert& alert, std::function<void(int button)> answered) override;
     void run(Job job) override;
+    void runForApp(Job job) override;
+    std::function<void()> guard(std::function<void()> then) override {
+        return guarded(acting(), std::move(then));
+    }
 
 protected:
     // What a front end shows: a screen came on top, the stack went down to depth, an alert (answered

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <filesystem>
 
+#include "exchange/backup_view_controller.h"
 #include "plist/keyed_archive.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
@@ -68,6 +71,45 @@ protected:
         return listBackups(names, {});
     }
     void later(double seconds = 3600) { now = Date{now.seconds + seconds}; }
+
+    // The backups screen of a device, held by its stack as the app holds it.
+    static ScreenStack::Id openBackups(Device& d) {
+        return d.nav.open(std::make_unique<BackupViewController>(d.app, d.nav, d.documents));
+    }
+    static BackupViewController& backups(Device& d, ScreenStack::Id id) {
+        return *dynamic_cast<BackupViewController*>(d.nav.screen(id));
+    }
+    // The file rows as shown, "(grey)" after a name that is only in the cloud.
+    static std::vector<std::string> rows(Device& d, ScreenStack::Id id) {
+        std::vector<std::string> out;
+        const std::vector<Section> sections = backups(d, id).sections();
+        for (const Row& r : sections[2].rows)
+            out.push_back(r.color ? r.label + " (grey)" : r.label);
+        return out;
+    }
+    static int rowOf(Device& d, ScreenStack::Id id, const std::string& file) {
+        const auto& names = backups(d, id).backups();
+        auto at = std::find(names.begin(), names.end(), file);
+        EXPECT_NE(at, names.end()) << file;
+        return static_cast<int>(at - names.begin());
+    }
+    // The file menu of a listed file: its entries, and one of them chosen.
+    static std::vector<std::string> menu(Device& d, ScreenStack::Id id, const std::string& file) {
+        const int row = rowOf(d, id, file);
+        d.nav.act(id, [&](Screen& s) { s.selectRow(2, row); });
+        EXPECT_EQ(d.nav.alerts.back().title, file);
+        return d.nav.alerts.back().buttons;
+    }
+    static void choose(Device& d, ScreenStack::Id id, const std::string& file, const std::string& entry) {
+        const std::vector<std::string> entries = menu(d, id, file);
+        auto at = std::find(entries.begin(), entries.end(), entry);
+        ASSERT_NE(at, entries.end()) << entry;
+        d.nav.answer(d.nav.lastTicket, static_cast<int>(at - entries.begin()));
+    }
+    static void swipeDelete(Device& d, ScreenStack::Id id, const std::string& file) {
+        const int row = rowOf(d, id, file);
+        d.nav.act(id, [&](Screen& s) { s.commitDelete(2, row); });
+    }
 
     test::TempDir dir;
     std::string cloud, docs;
@@ -272,6 +314,143 @@ TEST_F(CloudSyncTest, NoFolderWarnsAndCloudCopiesNeverLeaveHalfFiles) {
     EXPECT_EQ(scanCloudDirectory(docs).size(), 0u);
     EXPECT_EQ(fs::directory_iterator(docs)->path().filename(), "nb20261123@090000.bak");
     EXPECT_EQ(std::distance(fs::directory_iterator(docs), fs::directory_iterator()), 1);
+}
+
+TEST_F(CloudSyncTest, TheBackupsScreenListsTheCloudBesideTheDevice) {
+    auto a = device("a"), b = device("b");
+    a->sync.iCloudEnable();
+    a->sync.iCloudBackup();
+    const std::string first = a->meterName();
+    later();
+    a->rename("House");
+    a->sync.iCloudBackup();
+    b->sync.iCloudEnable();  // adopts the newer name
+    b->rename("Flat");
+    test::writeFile(b->documents + "/readings.csv", "Date,Reading\n");
+    b->nav.mailer = true;
+
+    const ScreenStack::Id id = openBackups(*b);
+    EXPECT_EQ(backups(*b, id).title(), "iCloud");
+    EXPECT_EQ(backups(*b, id).selectedSegmentIndex(), 0);
+    EXPECT_EQ(rows(*b, id), (std::vector<std::string>{"readings.csv", "nb20261123@100000.bak (grey)",
+                                                      "nb20261123@090000.bak (grey)"}));
+    // A file only in the cloud can be fetched, not copied or mailed from here.
+    EXPECT_EQ(menu(*b, id, "nb20261123@090000.bak"), (std::vector<std::string>{"Restore Backup", "Cancel"}));
+    EXPECT_EQ(menu(*b, id, "readings.csv"),
+              (std::vector<std::string>{"Copy to iCloud", "Export by Email", "Import CSV File", "Cancel"}));
+    choose(*b, id, "readings.csv", "Copy to iCloud");
+    EXPECT_EQ(test::readFile(docs + "/readings.csv"), "Date,Reading\n");
+    EXPECT_EQ(backups(*b, id).title(), "iCloud");
+    EXPECT_EQ(rows(*b, id).front(), "readings.csv");
+    EXPECT_EQ(menu(*b, id, "readings.csv").front(), "Export by Email");
+
+    // What the sync client brings is listed as the folder's query reports it.
+    later();
+    a->sync.iCloudBackup();
+    b->folder.changed();
+    EXPECT_EQ(rows(*b, id)[1], "nb20261123@110000.bak (grey)");
+
+    // Restoring a file that is only in the cloud copies it down first.
+    choose(*b, id, "nb20261123@090000.bak", "Restore Backup");
+    EXPECT_TRUE(fs::exists(b->documents + "/nb20261123@090000.bak"));
+    EXPECT_EQ(b->nav.alerts.back().title, "Backup Restored");
+    EXPECT_EQ(b->meterName(), first);
+    EXPECT_FALSE(b->nav.alive(id));
+
+    // With sync off the screen is the device's alone.
+    b->app.settings().set("icloud", false);
+    const ScreenStack::Id local = openBackups(*b);
+    EXPECT_EQ(backups(*b, local).title(), "Backups");
+    EXPECT_EQ(backups(*b, local).selectedSegmentIndex(), -1);
+    EXPECT_EQ(rows(*b, local), (std::vector<std::string>{"readings.csv", "nb20261123@090000.bak"}));
+    EXPECT_EQ(menu(*b, local, "readings.csv").front(), "Export by Email");
+}
+
+TEST_F(CloudSyncTest, TheBackupsScreenFetchesAndDeletesInTheCloud) {
+    auto a = device("a");
+    a->sync.iCloudEnable();
+    a->sync.iCloudBackup();
+    later();
+    a->sync.iCloudBackup();
+    test::writeFile(a->documents + "/notes.txt", "x");
+    test::writeFile(docs + "/nb20261122@090000.bak", "on its way");
+    a->folder.changed();
+    const ScreenStack::Id id = openBackups(*a);
+    ASSERT_EQ(rows(*a, id),
+              (std::vector<std::string>{"notes.txt", "nb20261123@100000.bak", "nb20261123@090000.bak",
+                                        "nb20261122@090000.bak (grey)"}));
+
+    // The sync client has not brought it (or took it away again) by the time it is fetched.
+    fs::remove(docs + "/nb20261122@090000.bak");
+    choose(*a, id, "nb20261122@090000.bak", "Restore Backup");
+    EXPECT_EQ(a->nav.alerts.back().title, "Warning!");
+    EXPECT_EQ(a->nav.alerts.back().message,
+              "This file is not yet available. I'm sure it's on its way, so please try again.");
+    EXPECT_EQ(a->nav.alerts.back().buttons, std::vector<std::string>{"OK"});
+    EXPECT_EQ(backups(*a, id).title(), "iCloud");
+    EXPECT_FALSE(fs::exists(a->documents + "/nb20261122@090000.bak"));
+    a->folder.changed();  // the query reports it gone
+    EXPECT_EQ(rows(*a, id).back(), "nb20261123@090000.bak");
+
+    // Only on this device: gone at once.
+    std::size_t asked = a->nav.alerts.size();
+    swipeDelete(*a, id, "notes.txt");
+    EXPECT_EQ(a->nav.alerts.size(), asked);
+    EXPECT_FALSE(fs::exists(a->documents + "/notes.txt"));
+
+    // On both: this device only, or everywhere.
+    swipeDelete(*a, id, "nb20261123@100000.bak");
+    EXPECT_EQ(a->nav.alerts.back().title, "Are you sure?");
+    EXPECT_EQ(a->nav.alerts.back().message,
+              "Delete the file from this device only, or PERMANENTLY delete it from iCloud and all devices");
+    EXPECT_EQ(a->nav.alerts.back().buttons,
+              (std::vector<std::string>{"Cancel", "Local Device Only", "All Devices"}));
+    a->nav.answer(a->nav.lastTicket, 0);
+    EXPECT_TRUE(fs::exists(a->documents + "/nb20261123@100000.bak"));
+    swipeDelete(*a, id, "nb20261123@100000.bak");
+    a->nav.answer(a->nav.lastTicket, 1);
+    EXPECT_FALSE(fs::exists(a->documents + "/nb20261123@100000.bak"));
+    EXPECT_TRUE(fs::exists(docs + "/nb20261123@100000.bak"));
+    EXPECT_EQ(rows(*a, id).front(), "nb20261123@100000.bak (grey)");
+
+    // Only in the cloud: a plain question.
+    swipeDelete(*a, id, "nb20261123@100000.bak");
+    EXPECT_EQ(a->nav.alerts.back().message, "This will PERMANENTLY delete the file from iCloud");
+    EXPECT_EQ(a->nav.alerts.back().buttons, (std::vector<std::string>{"Cancel", "OK"}));
+    a->nav.answer(a->nav.lastTicket, 1);
+    EXPECT_FALSE(fs::exists(docs + "/nb20261123@100000.bak"));
+    EXPECT_EQ(rows(*a, id), std::vector<std::string>{"nb20261123@090000.bak"});
+
+    swipeDelete(*a, id, "nb20261123@090000.bak");
+    a->nav.answer(a->nav.lastTicket, 2);
+    EXPECT_TRUE(cloudNames().empty());
+    EXPECT_TRUE(filesIn(a->documents).empty());
+    EXPECT_TRUE(rows(*a, id).empty());
+}
+
+TEST_F(CloudSyncTest, BackupNowCopiesUpEvenWhenTheScreenHasGone) {
+    auto a = device("a");
+    a->sync.iCloudEnable();
+    a->nav.holdAppJobs = true;
+    const ScreenStack::Id id = openBackups(*a);
+    a->nav.act(id, [](Screen& s) { s.selectRow(1, 0); });  // Backup Now
+    EXPECT_EQ(backups(*a, id).title(), "Copying");
+    EXPECT_TRUE(a->sync.busy());
+    EXPECT_EQ(a->nav.finishAppJobs(), 2);  // the backup, then its copy
+    EXPECT_FALSE(a->sync.busy());
+    EXPECT_EQ(backups(*a, id).title(), "iCloud");
+    EXPECT_EQ(cloudNames(), std::vector<std::string>{"nb20261123@090000.bak"});
+    EXPECT_EQ(rows(*a, id), std::vector<std::string>{"nb20261123@090000.bak"});
+
+    // Closed while the copy runs: the copy and the name kept still happen; the screen hears nothing.
+    later();
+    a->nav.act(id, [](Screen& s) { s.selectRow(1, 0); });
+    a->nav.closeTop();
+    EXPECT_FALSE(a->nav.alive(id));
+    EXPECT_EQ(a->nav.finishAppJobs(), 2);
+    EXPECT_FALSE(a->sync.busy());
+    EXPECT_EQ(cloudNames().size(), 2u);
+    EXPECT_EQ(a->filename(), "nb20261123@100000.bak");
 }
 
 }  // namespace
