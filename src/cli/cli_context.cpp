@@ -183,6 +183,7 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     addSettingsCommands(commands);
     addTransferCommands(commands);
     addCloudCommands(commands);
+    addDropboxCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;

@@ -123,6 +123,10 @@ void addBackupCommands(std::vector<Command>& commands);
 void addSettingsCommands(std::vector<Command>& commands);
 void addTransferCommands(std::vector<Command>& commands);
 void addCloudCommands(std::vector<Command>& commands);
+void addDropboxCommands(std::vector<Command>& commands);
+// restore FILE [--install] and import FILE [--yes [--no-backup]], for commands that fetch the file first.
+void restoreCommand(Context& ctx, Args& args);
+void importCommand(Context& ctx, Args& args);
 // Copies a new backup into the cloud folder, when there is one; the failure, if any.
 std::optional<std::string> copyBackupToCloud(Context& ctx, const std::string& name);
 

@@ -134,6 +134,14 @@ void importExport(Context& ctx, Args& args) {
 
 }  // namespace
 
+void restoreCommand(Context& ctx, Args& args) {
+    restore(ctx, args);
+}
+
+void importCommand(Context& ctx, Args& args) {
+    import(ctx, args);
+}
+
 void addBackupCommands(std::vector<Command>& commands) {
     commands.push_back(
         {"backup", "backup",

@@ -139,22 +139,17 @@ std::optional<std::string> copyIntoFolder(const std::string& from, const std::st
     return copyThroughTemporary(from, directory, target.filename().string());
 }
 
-std::optional<std::string> copyThroughTemporary(const std::string& from, const std::string& toDirectory,
-                                                const std::string& name,
-                                                const std::function<bool(const std::string& temp)>& accept,
-                                                const std::string& refusal) {
+std::optional<std::string> receiveThroughTemporary(
+    const std::string& toDirectory, const std::string& name,
+    const std::function<std::optional<std::string>(const std::string& temp)>& fill) {
     static std::atomic<unsigned> counter{0};
     namespace fs = std::filesystem;
     std::error_code ec;
     const std::string temp =
         toDirectory + "/." + name + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
-    if (!fs::copy_file(from, temp, fs::copy_options::overwrite_existing, ec)) {
+    if (std::optional<std::string> failed = fill(temp)) {
         fs::remove(temp, ec);
-        return "cannot copy " + from + ": " + ec.message();
-    }
-    if (accept && !accept(temp)) {
-        fs::remove(temp, ec);
-        return refusal;
+        return failed;
     }
     const int fd = ::open(temp.c_str(), O_RDONLY | O_CLOEXEC);
     const bool synced = fd >= 0 && ::fsync(fd) == 0;
@@ -166,6 +161,21 @@ std::optional<std::string> copyThroughTemporary(const std::string& from, const s
         return describe("cannot replace", toDirectory + "/" + name, why);
     }
     return std::nullopt;
+}
+
+std::optional<std::string> copyThroughTemporary(const std::string& from, const std::string& toDirectory,
+                                                const std::string& name,
+                                                const std::function<bool(const std::string& temp)>& accept,
+                                                const std::string& refusal) {
+    return receiveThroughTemporary(
+        toDirectory, name, [&](const std::string& temp) -> std::optional<std::string> {
+            namespace fs = std::filesystem;
+            std::error_code ec;
+            if (!fs::copy_file(from, temp, fs::copy_options::overwrite_existing, ec))
+                return "cannot copy " + from + ": " + ec.message();
+            if (accept && !accept(temp)) return refusal;
+            return std::nullopt;
+        });
 }
 
 bool fileHolds(const std::string& path, std::string_view bytes) {

@@ -51,6 +51,12 @@ std::optional<std::string> copyThroughTemporary(
     const std::function<bool(const std::string& temp)>& accept = {},
     const std::string& refusal = "the copy was refused");
 
+// The same for a file that arrives some other way (a download): fill writes the temporary and answers
+// an error message, or nothing when it is whole and may take the name.
+std::optional<std::string> receiveThroughTemporary(
+    const std::string& toDirectory, const std::string& name,
+    const std::function<std::optional<std::string>(const std::string& temp)>& fill);
+
 // Whether the file at path holds exactly these bytes (a missing or unreadable file does not).
 bool fileHolds(const std::string& path, std::string_view bytes);
 

@@ -1,0 +1,36 @@
+#include "exchange/dropbox.h"
+
+#include <filesystem>
+
+namespace numbrel {
+
+namespace {
+
+std::string lowered(std::string text) {
+    for (char& c : text)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return text;
+}
+
+}  // namespace
+
+std::string dropboxFolderIn(const std::vector<DropboxEntry>& top) {
+    for (const DropboxEntry& e : top)
+        if (e.folder && e.path == "/Numbrel") return "/Numbrel/";
+    return "/";
+}
+
+std::vector<std::string> dropboxBackups(const std::vector<DropboxEntry>& entries, const std::string& prefix) {
+    std::vector<std::string> names;
+    for (const DropboxEntry& e : entries) {
+        if (e.folder || !e.path.starts_with(prefix)) continue;
+        std::string name = e.path.substr(prefix.size());
+        if (name.empty() || name.find('/') != std::string::npos) continue;
+        const std::string ext = lowered(std::filesystem::path(name).extension().string());
+        if ((ext == ".bak" && name.size() >= 6 && name.starts_with("nb")) || ext == ".csv")
+            names.push_back(std::move(name));
+    }
+    return names;
+}
+
+}  // namespace numbrel
