@@ -152,11 +152,16 @@ std::optional<std::string> MemoryTokenStore::save(const DropboxTokens& tokens) {
     return std::nullopt;
 }
 
-std::optional<DropboxTokens> FileTokenStore::load() {
-    std::string error;
-    std::optional<std::string> text = readWholeFile(path_, error, 64 * 1024);
-    if (!text) return std::nullopt;
-    const json j = json::parse(*text, nullptr, false);
+std::string tokensText(const DropboxTokens& tokens) {
+    return json{{"root", tokens.root},
+                {"refresh", tokens.refresh},
+                {"access", tokens.access},
+                {"expires", tokens.expires}}
+        .dump();
+}
+
+std::optional<DropboxTokens> tokensFrom(const std::string& text) {
+    const json j = json::parse(text, nullptr, false);
     if (!j.is_object() || !j.contains("refresh") || !j["refresh"].is_string()) return std::nullopt;
     DropboxTokens t;
     t.root = j.value("root", false);
@@ -167,14 +172,17 @@ std::optional<DropboxTokens> FileTokenStore::load() {
     return t;
 }
 
+std::optional<DropboxTokens> FileTokenStore::load() {
+    std::string error;
+    std::optional<std::string> text = readWholeFile(path_, error, 64 * 1024);
+    if (!text) return std::nullopt;
+    return tokensFrom(*text);
+}
+
 std::optional<std::string> FileTokenStore::save(const DropboxTokens& tokens) {
     std::error_code ec;
     std::filesystem::create_directories(parentDirectory(path_), ec);
-    const json j{{"root", tokens.root},
-                 {"refresh", tokens.refresh},
-                 {"access", tokens.access},
-                 {"expires", tokens.expires}};
-    return writeFileAtomically(FileOps::real(), path_, j.dump() + "\n");
+    return writeFileAtomically(FileOps::real(), path_, tokensText(tokens) + "\n");
 }
 
 void FileTokenStore::clear() {

@@ -60,6 +60,10 @@ public:
     virtual void clear() = 0;
 };
 
+// The tokens as the stores keep them (JSON); nothing from text that is not such JSON.
+std::string tokensText(const DropboxTokens& tokens);
+std::optional<DropboxTokens> tokensFrom(const std::string& text);
+
 class MemoryTokenStore : public TokenStore {
 public:
     std::optional<DropboxTokens> load() override { return tokens_; }

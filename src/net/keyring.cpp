@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 #include <string>
 
 namespace numbrel::net {
@@ -56,27 +55,18 @@ std::optional<DropboxTokens> KeyringTokenStore::load() {
     gchar* secret = secret_password_lookup_sync(schema(), nullptr, &error, "account", kAccount, nullptr);
     if (error) g_error_free(error);
     if (!secret) return std::nullopt;
-    const nlohmann::json j = nlohmann::json::parse(secret, nullptr, false);
+    const std::string text(secret);
     secret_password_free(secret);
-    if (!j.is_object() || !j.contains("refresh") || !j["refresh"].is_string()) return std::nullopt;
-    DropboxTokens t;
-    t.root = j.value("root", false);
-    t.refresh = j["refresh"].get<std::string>();
-    t.access = j.value("access", std::string());
-    t.expires = j.value("expires", std::int64_t{0});
-    return t;
+    return tokensFrom(text);
 }
 
 std::optional<std::string> KeyringTokenStore::save(const DropboxTokens& tokens) {
     if (!sessionBusPresent()) return "no session bus";
-    const nlohmann::json j{{"root", tokens.root},
-                           {"refresh", tokens.refresh},
-                           {"access", tokens.access},
-                           {"expires", tokens.expires}};
+
     GError* error = nullptr;
     const gboolean stored =
         secret_password_store_sync(schema(), SECRET_COLLECTION_DEFAULT, "Numbrel Dropbox link",
-                                   j.dump().c_str(), nullptr, &error, "account", kAccount, nullptr);
+                                   tokensText(tokens).c_str(), nullptr, &error, "account", kAccount, nullptr);
     std::optional<std::string> problem;
     if (error) {
         problem = error->message;
