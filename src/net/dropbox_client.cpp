@@ -214,37 +214,52 @@ std::string pkceVerifier() {
     return base64url(random, sizeof random);
 }
 
-std::string contentHash(std::string_view bytes) {
-    constexpr std::size_t kBlock = 4u << 20;
-    std::string digests;
-    for (std::size_t at = 0; at < bytes.size(); at += kBlock) {
+namespace {
+
+// Dropbox's hash, fed one 4 MiB block at a time.
+constexpr std::size_t kHashBlock = 4u << 20;
+
+class ContentHasher {
+public:
+    void block(const char* data, std::size_t size) {
         unsigned char d[SHA256_DIGEST_LENGTH];
-        const std::string_view block = bytes.substr(at, kBlock);
-        SHA256(reinterpret_cast<const unsigned char*>(block.data()), block.size(), d);
-        digests.append(reinterpret_cast<const char*>(d), sizeof d);
+        SHA256(reinterpret_cast<const unsigned char*>(data), size, d);
+        digests_.append(reinterpret_cast<const char*>(d), sizeof d);
     }
-    unsigned char whole[SHA256_DIGEST_LENGTH];
-    SHA256(reinterpret_cast<const unsigned char*>(digests.data()), digests.size(), whole);
-    return hex(whole, sizeof whole);
+    std::string result() const {
+        unsigned char whole[SHA256_DIGEST_LENGTH];
+        SHA256(reinterpret_cast<const unsigned char*>(digests_.data()), digests_.size(), whole);
+        return hex(whole, sizeof whole);
+    }
+
+private:
+    std::string digests_;
+};
+
+}  // namespace
+
+std::string contentHash(std::string_view bytes) {
+    ContentHasher hasher;
+    for (std::size_t at = 0; at < bytes.size(); at += kHashBlock) {
+        const std::string_view block = bytes.substr(at, kHashBlock);
+        hasher.block(block.data(), block.size());
+    }
+    return hasher.result();
 }
 
 std::optional<std::string> contentHashOf(const std::string& path) {
-    constexpr std::size_t kBlock = 4u << 20;
     std::ifstream in(path, std::ios::binary);
     if (!in) return std::nullopt;
-    std::string block(kBlock, '\0'), digests;
+    ContentHasher hasher;
+    std::string block(kHashBlock, '\0');
     while (in) {
-        in.read(block.data(), static_cast<std::streamsize>(kBlock));
+        in.read(block.data(), static_cast<std::streamsize>(kHashBlock));
         const std::size_t got = static_cast<std::size_t>(in.gcount());
         if (got == 0) break;
-        unsigned char d[SHA256_DIGEST_LENGTH];
-        SHA256(reinterpret_cast<const unsigned char*>(block.data()), got, d);
-        digests.append(reinterpret_cast<const char*>(d), sizeof d);
+        hasher.block(block.data(), got);
     }
     if (in.bad()) return std::nullopt;
-    unsigned char whole[SHA256_DIGEST_LENGTH];
-    SHA256(reinterpret_cast<const unsigned char*>(digests.data()), digests.size(), whole);
-    return hex(whole, sizeof whole);
+    return hasher.result();
 }
 
 std::string headerArgument(const json& argument) {

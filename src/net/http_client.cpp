@@ -9,15 +9,11 @@
 #include <memory>
 #include <mutex>
 
+#include "store/text_compare.h"
+
 namespace numbrel::net {
 
 namespace {
-
-std::string lowered(std::string text) {
-    for (char& c : text)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return text;
-}
 
 struct Transfer {
     const HttpRequest& request;
@@ -44,7 +40,7 @@ std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* user
         const std::size_t begin = value.find_first_not_of(" \t");
         const std::size_t end = value.find_last_not_of(" \t\r\n");
         value = begin == std::string::npos ? "" : value.substr(begin, end - begin + 1);
-        t->response.headers[lowered(line.substr(0, colon))] = value;
+        t->response.headers[asciiLower(line.substr(0, colon))] = value;
     }
     return size * count;
 }

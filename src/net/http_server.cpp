@@ -25,18 +25,13 @@
 
 #include "byte_ranges.h"
 #include "exchange/wifi_pages.h"
+#include "store/text_compare.h"
 
 namespace numbrel::net {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-std::string lower(std::string s) {
-    for (char& c : s)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return s;
-}
 
 std::string httpDate(std::time_t t) {
     std::tm tm{};
@@ -235,7 +230,7 @@ bool HttpServer::Impl::authorized(MHD_Connection* c, bool& stale) {
     if (strncasecmp(value, "Digest ", 7) == 0) {
         char* user = MHD_digest_auth_get_username(c);
         if (!user) return false;
-        const std::string lowered = lower(value);
+        const std::string lowered = asciiLower(value);
         const bool sha256 = lowered.find("algorithm=sha-256") != std::string::npos ||
                             lowered.find("algorithm=\"sha-256\"") != std::string::npos;
         int result = MHD_digest_auth_check2(c, options.realm.c_str(), user, options.password.c_str(), 300,
@@ -265,7 +260,7 @@ bool HttpServer::Impl::isLocalAddress(const std::string& host) {
                                 sizeof text);
                 else
                     continue;
-                addresses.push_back(lower(text));
+                addresses.push_back(asciiLower(text));
             }
             ::freeifaddrs(list);
         }
@@ -279,7 +274,7 @@ namespace {
 // The name or address of a Host value, lower case, without port, brackets, IPv6 zone or final dot;
 // "" when it is malformed.
 std::string hostPart(const std::string& value) {
-    std::string host = lower(value);
+    std::string host = asciiLower(value);
     if (!host.empty() && host.front() == '[') {
         std::size_t close = host.find(']');
         if (close == std::string::npos) return "";
@@ -295,7 +290,7 @@ std::string hostPart(const std::string& value) {
 }  // namespace
 
 std::optional<HttpServerOptions::Digest> digestNamed(const std::string& name) {
-    const std::string n = lower(name);
+    const std::string n = asciiLower(name);
     if (n == "md5") return HttpServerOptions::Digest::MD5;
     if (n == "sha-256") return HttpServerOptions::Digest::SHA256;
     return std::nullopt;
@@ -309,11 +304,11 @@ bool hostNamesThisMachine(const std::string& value, const std::vector<std::strin
     if (::inet_pton(AF_INET, host.c_str(), &v4) == 1 && (ntohl(v4.s_addr) >> 24) == 127) return true;
     char name[256] = {};
     if (::gethostname(name, sizeof name - 1) == 0) {
-        const std::string self = lower(name);
+        const std::string self = asciiLower(name);
         if (host == self || host == self + ".local") return true;
     }
     for (const std::string& e : extra)
-        if (host == lower(e)) return true;
+        if (host == asciiLower(e)) return true;
     return false;
 }
 
@@ -328,9 +323,9 @@ bool HttpServer::Impl::originAllowed(MHD_Connection* c) {
     if (!origin) return true;  // not a browser's cross-site form
     const char* host = header(c, MHD_HTTP_HEADER_HOST);
     if (!host) return false;
-    const std::string o = lower(origin);
+    const std::string o = asciiLower(origin);
     for (const char* scheme : {"http://", "https://"})
-        if (o.rfind(scheme, 0) == 0) return o.substr(std::strlen(scheme)) == lower(host);
+        if (o.rfind(scheme, 0) == 0) return o.substr(std::strlen(scheme)) == asciiLower(host);
     return false;  // "null" and anything else
 }
 

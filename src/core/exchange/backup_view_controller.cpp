@@ -10,6 +10,7 @@
 #include "store/app_delegate.h"
 #include "store/document.h"
 #include "store/file_ops.h"
+#include "store/text_compare.h"
 #include "ui/localize.h"
 
 namespace numbrel {
@@ -18,13 +19,6 @@ namespace {
 
 // What the screen's rows stand for.
 enum Action { kNone, kAddFile, kWifi, kBackupNow, kFile };
-
-std::string lowerExtension(const std::string& name) {
-    std::string ext = std::filesystem::path(name).extension().string();
-    for (char& c : ext)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return ext;
-}
 
 // A document with the meters' names only: all that verification needs to know of the document, cheap
 // to copy for a job.
@@ -58,12 +52,17 @@ void BackupViewController::refresh() {
         cloud && app_.hasDocumentCloud() && boolOf(app_.settings(), "icloud") && cloud->directory();
     selectedSegmentIndex_ = cloudShown ? 0 : -1;
     remoteBackups_ = cloudShown ? cloud->iCloudFiles(true) : std::vector<std::string>{};
-    backups_ = listBackups(filesIn(directory_), remoteBackups_);
+    relist();
+}
+
+void BackupViewController::relist() {
+    std::vector<std::string> local = filesIn(directory_);
+    onDevice_ = std::set<std::string>(local.begin(), local.end());
+    backups_ = listBackups(std::move(local), remoteBackups_);
 }
 
 bool BackupViewController::onDevice(const std::string& name) const {
-    std::error_code ec;
-    return std::filesystem::is_regular_file(pathOf(name), ec);
+    return onDevice_.contains(name);
 }
 
 bool BackupViewController::onRemote(const std::string& name) const {
@@ -80,7 +79,7 @@ void BackupViewController::startAction(std::string title) {
 
 void BackupViewController::stopAction() {
     busyTitle_.clear();
-    refresh();
+    relist();
 }
 
 CloudSync::Done BackupViewController::whenDone(
@@ -190,7 +189,7 @@ void BackupViewController::openFileMenu(const std::string& name) {
             menu_.push_back({tr("Copy to iCloud"), FileAction::CopyToRemote});
         if (navigator_.canSendMail()) menu_.push_back({tr("Export by Email"), FileAction::Mail});
     }
-    std::string ext = lowerExtension(menuFile_);
+    std::string ext = asciiLower(std::filesystem::path(menuFile_).extension().string());
     if (ext == ".bak") {
         menu_.push_back({tr("Restore Backup"), FileAction::Restore});
     } else if (ext == ".csv") {
@@ -224,8 +223,7 @@ void BackupViewController::backupAction() {
         auto made = std::make_shared<std::string>();
         CloudSync::Done done = whenDone([this, made](const std::optional<std::string>& error) {
             if (!error && !onRemote(*made)) remoteBackups_.push_back(*made);
-            busyTitle_.clear();
-            backups_ = listBackups(filesIn(directory_), remoteBackups_);
+            stopAction();
             if (error) warn(*error);
         });
         app_.cloudSync()->iCloudBackup(
@@ -248,8 +246,7 @@ void BackupViewController::copyToRemote(const std::string& name) {
     cloud->copyToCloud(name, whenDone([this, name](const std::optional<std::string>& error) {
                            // The folder's watcher lists the copy too once it has looked.
                            if (!error && !onRemote(name)) remoteBackups_.push_back(name);
-                           busyTitle_.clear();
-                           backups_ = listBackups(filesIn(directory_), remoteBackups_);
+                           stopAction();
                            if (error) warn(*error);
                        }));
 }
@@ -260,8 +257,7 @@ void BackupViewController::deleteRemote(const std::string& name) {
     startAction(tr("Deleting"));
     cloud->deleteFromCloud(name, whenDone([this, name](const std::optional<std::string>& error) {
                                if (!error) std::erase(remoteBackups_, name);
-                               busyTitle_.clear();
-                               backups_ = listBackups(filesIn(directory_), remoteBackups_);
+                               stopAction();
                                if (error) warn(*error);
                            }));
 }

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -84,7 +85,10 @@ private:
     void warn(const std::string& message);
     void changed();
     void openFileMenu(const std::string& name);
+    // The local files and the remote list merged again (the remote list as it is known).
+    void relist();
     void startAction(std::string title);
+    // The busy title gone, and the files listed again.
     void stopAction();
     // An outcome of remote work, delivered to this screen only while it exists.
     CloudSync::Done whenDone(std::function<void(const std::optional<std::string>& error)> then);
@@ -112,6 +116,7 @@ private:
     std::unique_ptr<TransferServer> server_;  // while the Wi-Fi alert is open
     int selectedSegmentIndex_ = -1;
     std::vector<std::string> remoteBackups_;
+    std::set<std::string> onDevice_;  // the names of the folder's files, as last listed
     std::string busyTitle_;
     std::string deleteFile_;  // the file "Are you sure?" asks about
     CloudSync::Listener cloudListener_;

@@ -2,17 +2,9 @@
 
 #include <filesystem>
 
+#include "store/text_compare.h"
+
 namespace numbrel {
-
-namespace {
-
-std::string lowered(std::string text) {
-    for (char& c : text)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return text;
-}
-
-}  // namespace
 
 std::string dropboxFolderIn(const std::vector<DropboxEntry>& top) {
     for (const DropboxEntry& e : top)
@@ -26,7 +18,7 @@ std::vector<std::string> dropboxBackups(const std::vector<DropboxEntry>& entries
         if (e.folder || !e.path.starts_with(prefix)) continue;
         std::string name = e.path.substr(prefix.size());
         if (name.empty() || name.find('/') != std::string::npos) continue;
-        const std::string ext = lowered(std::filesystem::path(name).extension().string());
+        const std::string ext = asciiLower(std::filesystem::path(name).extension().string());
         if ((ext == ".bak" && name.size() >= 6 && name.starts_with("nb")) || ext == ".csv")
             names.push_back(std::move(name));
     }

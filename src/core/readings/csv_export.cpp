@@ -8,6 +8,7 @@
 #include "plist/utf.h"
 #include "store/document.h"
 #include "store/meter_record.h"
+#include "store/text_compare.h"
 
 namespace numbrel {
 
@@ -31,13 +32,6 @@ std::string fixed(double value, int precision) {
     auto [end, ec] =
         std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, std::clamp(precision, 0, 20));
     return ec == std::errc() ? std::string(buf, end) : std::string("0");
-}
-
-std::string lower(std::string_view text) {
-    std::string out(text);
-    for (char& c : out)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return out;
 }
 
 }  // namespace
@@ -129,7 +123,7 @@ CsvFile exportCsv(const Value& document, const Engine& engine, const Formatter& 
     }
 
     file.name =
-        lower(all ? "readings" : stringOf((*meters)[static_cast<std::size_t>(*meter)], "type")) + ".csv";
+        asciiLower(all ? "readings" : stringOf((*meters)[static_cast<std::size_t>(*meter)], "type")) + ".csv";
     if (isAscii(out)) {
         file.bytes = out;
     } else {

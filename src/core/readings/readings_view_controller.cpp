@@ -13,6 +13,7 @@
 #include "store/document.h"
 #include "store/file_ops.h"
 #include "store/meter_record.h"
+#include "store/text_compare.h"
 #include "ui/localize.h"
 
 namespace numbrel {
@@ -194,10 +195,7 @@ void ReadingsViewController::exportReadings(bool all) {
 }
 
 std::string ReadingsViewController::exportName(bool all) const {
-    std::string name = std::string(all ? std::string_view("readings") : stringOf(meter(), "type")) + ".csv";
-    for (char& c : name)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return name;
+    return asciiLower(std::string(all ? std::string_view("readings") : stringOf(meter(), "type")) + ".csv");
 }
 
 void ReadingsViewController::writeExport(bool all, const std::string& path, std::function<void()> then) {
