@@ -29,7 +29,8 @@ public:
     // GUI thread.
     using Deliver = std::function<void(std::function<void()> apply)>;
 
-    explicit JobRunner(QObject* parent = nullptr);
+    // No default: QML would make a runner of its own for "Jobs" rather than ask for this one.
+    explicit JobRunner(QObject* parent);
     ~JobRunner() override;
 
     void start(Job job, Deliver deliver);

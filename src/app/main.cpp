@@ -139,7 +139,7 @@ int main(int argc, char** argv) {
     if (qEnvironmentVariableIsSet("NUMBREL_TIMING"))
         std::cerr << "store loaded and interface compiled " << sinceStart.elapsed() << " ms\n";
 
-    app::JobRunner jobs;
+    app::JobRunner jobs(nullptr);
     app::ValueEditor editor(delegate.formatter());
     app::NavigationStack stack(delegate, jobs, editor, documentsDir);
     editor.setStack(stack);

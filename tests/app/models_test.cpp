@@ -6,6 +6,8 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QQmlComponent>
+#include <QQmlEngine>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -26,6 +28,8 @@
 #include "support/fake_notifier.h"
 #include "table_model.h"
 #include "value_editor.h"
+
+void qml_register_types_Numbrel();
 
 namespace numbrel::app {
 namespace {
@@ -55,11 +59,29 @@ protected:
         QCoreApplication::processEvents();
     }
 
-    JobRunner jobs_;
+    JobRunner jobs_{nullptr};
     ValueEditor editor_;
     NavigationStack stack_;
     std::vector<QVariantMap> alerts_;
 };
+
+TEST_F(AppModels, QmlAsksForTheAppsOwnObjects) {
+    // A singleton QML could make itself would be a second one, and the window would show its state.
+    qml_register_types_Numbrel();
+    QQmlEngine engine;
+    engine.addImportPath("qrc:/");
+    QQmlComponent component(&engine);
+    component.setData(
+        "import QtQml\nimport Numbrel\n"
+        "QtObject { property var jobs: Jobs; property var navigation: Navigation; "
+        "property var editor: Editor }",
+        QUrl());
+    std::unique_ptr<QObject> shown(component.create());
+    ASSERT_TRUE(shown) << component.errorString().toStdString();
+    EXPECT_EQ(shown->property("jobs").value<QObject*>(), &jobs_);
+    EXPECT_EQ(shown->property("navigation").value<QObject*>(), &stack_);
+    EXPECT_EQ(shown->property("editor").value<QObject*>(), &editor_);
+}
 
 TEST_F(AppModels, EveryModelHoldsUpThroughAUsersChanges) {
     MainModel& main = *stack_.main();

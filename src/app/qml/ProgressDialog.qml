@@ -18,6 +18,8 @@ Popup {
     opacity: shown ? 1 : 0
     property bool shown: false
     onVisibleChanged: { shown = false; if (visible) delay.restart() }
+    // Made by its Loader while a job already runs: the change above has happened before it listens.
+    Component.onCompleted: if (visible) delay.restart()
     Timer { id: delay; interval: 300; onTriggered: popup.shown = true }
     Overlay.modal: Rectangle { color: popup.shown ? "#40000000" : "transparent" }
 

@@ -132,7 +132,12 @@ ColumnLayout {
                 sourceComponent: Switch {
                     enabled: tableRow.rowEnabled
                     checked: tableRow.on
-                    onToggled: tableRow.table.flip(tableRow.tag, checked)
+                    // The screen decides: a switch whose change waits for an answer (or is refused)
+                    // shows what the screen says, not where the click left it.
+                    onToggled: {
+                        tableRow.table.flip(tableRow.tag, checked)
+                        checked = Qt.binding(() => tableRow.on)
+                    }
                 }
             }
             Label { visible: tableRow.accessory === "disclosure"; text: "›"; color: Theme.separator; font.pixelSize: 26 }
