@@ -16,6 +16,7 @@
 
 #include "cloud_folder_watcher.h"
 #include "desktop_notifier.h"
+#include "dropbox_client.h"
 #include "exchange/cloud_sync.h"
 #include "job_runner.h"
 #include "navigation_stack.h"
@@ -139,11 +140,34 @@ int main(int argc, char** argv) {
     if (qEnvironmentVariableIsSet("NUMBREL_TIMING"))
         std::cerr << "store loaded and interface compiled " << sinceStart.elapsed() << " ms\n";
 
+    // The Dropbox client outlives the jobs that use it. Runs that check the app itself leave the
+    // user's Dropbox link alone.
+    std::unique_ptr<net::DropboxClient> dropbox;
+    if (!checking) {
+        std::string problem;
+        net::DropboxSettings settings = net::DropboxSettings::from(delegate.configuration(), problem);
+        if (problem.empty())
+            dropbox = std::make_unique<net::DropboxClient>(std::move(settings), nullptr);
+        else
+            std::cerr << "numbrel: Dropbox: " << problem << "\n";
+    }
+    delegate.setDropbox(dropbox.get());
+
     app::JobRunner jobs(nullptr);
     app::ValueEditor editor(delegate.formatter());
     app::NavigationStack stack(delegate, jobs, editor, documentsDir);
     editor.setStack(stack);
     app::Session session(delegate, stack);
+
+    // Where the link is kept is found and read off the GUI thread: a keyring may be slow to answer,
+    // or ask to be unlocked. The screens read the link again once it is known.
+    std::jthread linkReader;
+    if (dropbox)
+        linkReader = std::jthread([&dropbox, &stack, configuration = delegate.configuration()] {
+            dropbox->loadTokens(net::chooseTokenStore(configuration, ""));
+            QMetaObject::invokeMethod(
+                &stack, [&stack] { emit stack.changed(); }, Qt::QueuedConnection);
+        });
 
     // The document cloud: a folder the user's sync client keeps in step. Runs that check the app
     // itself leave the user's cloud folder alone.

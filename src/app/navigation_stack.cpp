@@ -19,6 +19,7 @@
 #include "store/app_delegate.h"
 #include "table_model.h"
 #include "ui/localize.h"
+#include "value_editor.h"
 
 namespace numbrel::app {
 
@@ -151,6 +152,10 @@ void NavigationStack::composeMail(const Mail& mail) {
                       numbrel::tr("Warning!"),
                       numbrel::tr("The mail client could not be started"),
                       {numbrel::tr("OK")}});
+}
+
+void NavigationStack::editValue(ValueEdit edit) {
+    editor_.open(acting(), std::move(edit));
 }
 
 void NavigationStack::run(Job job) {

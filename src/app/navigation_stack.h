@@ -67,6 +67,7 @@ public:
     std::unique_ptr<TransferServer> makeTransferServer() override;
     bool canSendMail() const override;
     void composeMail(const Mail& mail) override;
+    void editValue(ValueEdit edit) override;
     void run(Job job) override;
     void runForApp(Job job) override;
     bool canChooseFiles() const override { return true; }

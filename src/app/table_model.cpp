@@ -58,6 +58,10 @@ void TableModel::refresh() {
     std::vector<Item> items = build(source_ ? source_() : screen->sections());
     if (screen) {
         title_ = qs(screen->title());
+        titleSegments_.clear();
+        for (const std::string& segment : screen->titleSegments())
+            titleSegments_.append(qs(segment));
+        titleSegment_ = screen->titleSegment();
         canDelete_ = screen->canDelete();
         canEdit_ = screen->canEdit();
         editing_ = screen->isEditing();

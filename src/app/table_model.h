@@ -44,6 +44,8 @@ class TableModel : public QAbstractListModel, public ScreenModel {
     QML_UNCREATABLE("made by the navigation stack")
     Q_PROPERTY(QString kind READ kind CONSTANT)
     Q_PROPERTY(QString title READ title NOTIFY changed)
+    Q_PROPERTY(QStringList titleSegments READ titleSegments NOTIFY changed)
+    Q_PROPERTY(int titleSegment READ titleSegment NOTIFY changed)
     Q_PROPERTY(bool canDelete READ canDelete NOTIFY changed)
     Q_PROPERTY(bool canEdit READ canEdit NOTIFY changed)
     Q_PROPERTY(bool editing READ editing NOTIFY changed)
@@ -90,6 +92,8 @@ public:
 
     virtual QString kind() const { return "table"; }
     QString title() const { return title_; }
+    QStringList titleSegments() const { return titleSegments_; }
+    int titleSegment() const { return titleSegment_; }
     bool canDelete() const { return canDelete_; }
     bool canEdit() const { return canEdit_; }
     bool editing() const { return editing_; }
@@ -148,6 +152,8 @@ private:
     Select select_;
     std::vector<Item> items_;
     QString title_;
+    QStringList titleSegments_;
+    int titleSegment_ = -1;
     bool canDelete_ = false, canEdit_ = false, editing_ = false, hasDone_ = false;
     QString backLabel_;
 };

@@ -29,13 +29,10 @@ std::unique_ptr<net::DropboxClient> client(Context& ctx, const std::optional<std
 
 // The folder in use ("/Numbrel/" or "/") and its entries.
 std::pair<std::string, std::vector<DropboxEntry>> folder(DropboxSession& dropbox) {
-    auto top = dropbox.listFolder("/", {});
-    if (auto* f = std::get_if<DropboxFailure>(&top)) fail(*f);
-    const std::string prefix = dropboxFolderIn(std::get<0>(top));
-    if (prefix == "/") return {prefix, std::get<0>(std::move(top))};
-    auto inside = dropbox.listFolder(prefix, {});
-    if (auto* f = std::get_if<DropboxFailure>(&inside)) fail(*f);
-    return {prefix, std::get<0>(std::move(inside))};
+    auto read = readDropboxFolder(dropbox, "/", {});
+    if (auto* f = std::get_if<DropboxFailure>(&read)) fail(*f);
+    DropboxFolder& found = std::get<DropboxFolder>(read);
+    return {found.prefix, std::move(found.entries)};
 }
 
 void dropbox(Context& ctx, Args& args) {
@@ -63,6 +60,9 @@ void dropbox(Context& ctx, Args& args) {
         if (!std::getline(std::cin, code)) throw InputError("no code was given");
         if (std::optional<DropboxFailure> f = dropbox->finishLink(code)) fail(*f);
         ctx.out() << "linked (" << (apps ? "application folder" : "whole Dropbox") << ")\n";
+        if (dropbox->keptForThisRunOnly())
+            std::cerr << "numbrel-cli: no keyring answers, so the link ends with this command; keep it with "
+                         "--token-file FILE, or with \"tokens = file\" under [dropbox] in numbrel.conf\n";
         return;
     }
     if (what == "unlink") {

@@ -279,9 +279,51 @@ DropboxClient::DropboxClient(DropboxSettings settings, std::unique_ptr<TokenStor
 DropboxClient::~DropboxClient() = default;
 
 void DropboxClient::loadTokens() {
-    std::optional<DropboxTokens> loaded = store_->load();
+    std::optional<DropboxTokens> loaded;
+    {
+        std::lock_guard keeping(storeMutex_);
+        if (store_) loaded = store_->load();
+    }
     std::lock_guard lock(mutex_);
     tokens_ = std::move(loaded);
+}
+
+void DropboxClient::loadTokens(std::unique_ptr<TokenStore> store) {
+    {
+        std::lock_guard keeping(storeMutex_);
+        store_ = std::move(store);
+    }
+    loadTokens();
+}
+
+std::optional<std::string> DropboxClient::keep(const DropboxTokens& tokens) {
+    std::lock_guard keeping(storeMutex_);
+    if (!store_) store_ = std::make_unique<MemoryTokenStore>();
+    return store_->save(tokens);
+}
+
+void DropboxClient::forget() {
+    std::lock_guard keeping(storeMutex_);
+    if (store_) store_->clear();
+}
+
+bool DropboxClient::keptForThisRunOnly() const {
+    std::lock_guard keeping(storeMutex_);
+    return !store_ || store_->forThisRunOnly();
+}
+
+std::optional<std::string> DropboxClient::keepInFile() {
+    std::optional<DropboxTokens> tokens;
+    {
+        std::lock_guard lock(mutex_);
+        tokens = tokens_;
+    }
+    auto file = std::make_unique<FileTokenStore>(defaultTokenFile());
+    if (tokens)
+        if (std::optional<std::string> problem = file->save(*tokens)) return problem;
+    std::lock_guard keeping(storeMutex_);
+    store_ = std::move(file);
+    return std::nullopt;
 }
 
 bool DropboxClient::linked() const {
@@ -344,7 +386,7 @@ std::optional<DropboxFailure> DropboxClient::tokenRequest(const std::string& for
     const json body = json::parse(r.body, nullptr, false);
     if (r.status == 200 && body.is_object() && body.contains("access_token") &&
         body["access_token"].is_string()) {
-        std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         DropboxTokens t = tokens_.value_or(DropboxTokens{});
         t.root = root;
         t.access = body["access_token"].get<std::string>();
@@ -353,7 +395,8 @@ std::optional<DropboxFailure> DropboxClient::tokenRequest(const std::string& for
             t.refresh = body["refresh_token"].get<std::string>();
         if (t.refresh.empty()) return DropboxFailure{"Dropbox gave no refresh token"};
         tokens_ = t;
-        if (std::optional<std::string> problem = store_->save(t))
+        lock.unlock();
+        if (std::optional<std::string> problem = keep(t))
             return DropboxFailure{"the link could not be kept: " + *problem};
         return std::nullopt;
     }
@@ -380,9 +423,11 @@ std::optional<DropboxFailure> DropboxClient::renew() {
                          "&client_id=" + formEncoded(key(root)),
                      root);
     if (failed && failed->unlinked) {
-        std::lock_guard lock(mutex_);
-        tokens_.reset();
-        store_->clear();
+        {
+            std::lock_guard lock(mutex_);
+            tokens_.reset();
+        }
+        forget();
     }
     return failed;
 }
@@ -394,7 +439,7 @@ void DropboxClient::unlink() {
         tokens = std::exchange(tokens_, std::nullopt);
         verifier_.clear();
     }
-    store_->clear();
+    forget();
     if (!tokens || tokens->access.empty()) return;
     // Revoked as far as the server can be reached; forgotten here whatever it says.
     HttpRequest request;
@@ -432,7 +477,7 @@ DropboxClient::Reply DropboxClient::call(HttpRequest request, const Progress& pr
         reply.http = http_.post(request);
         reply.body = json::parse(reply.http.body, nullptr, false);
         if (reply.http.cancelled) {
-            reply.failed = DropboxFailure{"cancelled"};
+            reply.failed = DropboxFailure{"cancelled", false, true};
             return reply;
         }
         const long status = reply.http.status;
@@ -448,7 +493,7 @@ DropboxClient::Reply DropboxClient::call(HttpRequest request, const Progress& pr
                 std::lock_guard lock(mutex_);
                 tokens_.reset();
             }
-            store_->clear();
+            forget();
             reply.failed = DropboxFailure{"the link to Dropbox has ended (" + tag + ")", true};
             return reply;
         }
@@ -463,14 +508,14 @@ DropboxClient::Reply DropboxClient::call(HttpRequest request, const Progress& pr
             }
             waited += wait;
             if (!sleepFor(wait, progress)) {
-                reply.failed = DropboxFailure{"cancelled"};
+                reply.failed = DropboxFailure{"cancelled", false, true};
                 return reply;
             }
             continue;
         }
         if ((status >= 500 || status == 0) && serverErrors < 3) {
             if (!sleepFor(settings_.backoff * (1 << serverErrors++), progress)) {
-                reply.failed = DropboxFailure{"cancelled"};
+                reply.failed = DropboxFailure{"cancelled", false, true};
                 return reply;
             }
             continue;

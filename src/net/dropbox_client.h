@@ -58,6 +58,8 @@ public:
     // An error message, or nothing.
     virtual std::optional<std::string> save(const DropboxTokens& tokens) = 0;
     virtual void clear() = 0;
+    // Whether what it keeps is gone when the program ends.
+    virtual bool forThisRunOnly() const { return false; }
 };
 
 // The tokens as the stores keep them (JSON); nothing from text that is not such JSON.
@@ -69,6 +71,7 @@ public:
     std::optional<DropboxTokens> load() override { return tokens_; }
     std::optional<std::string> save(const DropboxTokens& tokens) override;
     void clear() override { tokens_.reset(); }
+    bool forThisRunOnly() const override { return true; }
 
 private:
     std::optional<DropboxTokens> tokens_;
@@ -120,8 +123,14 @@ public:
                                            const std::string& name, const Progress& progress) override;
     std::optional<DropboxFailure> remove(const std::string& path) override;
 
+    bool keptForThisRunOnly() const override;
+    std::optional<std::string> keepInFile() override;
+
     // The tokens kept, read again (the store may answer slowly: a keyring; not on the GUI thread).
     void loadTokens();
+    // The same from a store given now (a client made without one keeps a link for this run only
+    // until then).
+    void loadTokens(std::unique_ptr<TokenStore> store);
 
     static constexpr std::uint64_t kPiece = 8u << 20;  // uploads above this go in pieces of it
 
@@ -135,9 +144,13 @@ private:
     DropboxFailure failure(const std::string& what, const Reply& reply);
     std::optional<DropboxFailure> checkUploaded(const Reply& reply, const std::string& localPath);
     std::string key(bool root) const { return root ? settings_.rootKey : settings_.appsKey; }
+    // The store's calls, which may wait for a keyring: never under mutex_, so linked() answers at once.
+    std::optional<std::string> keep(const DropboxTokens& tokens);
+    void forget();
 
     DropboxSettings settings_;
     HttpClient http_;
+    mutable std::mutex storeMutex_;  // store_
     std::unique_ptr<TokenStore> store_;
     mutable std::mutex mutex_;  // tokens_ and verifier_: the GUI thread asks linked() meanwhile
     std::optional<DropboxTokens> tokens_;

@@ -192,6 +192,40 @@ class DropboxClient(unittest.TestCase):
         refused = self.cli("dropbox", "ls", env=plain, ok=False)
         self.assertIn("neither https nor on this machine", refused.stderr)
 
+    def in_session(self, keyring):
+        """keyring_session.py in a D-Bus session of its own, with an unlocked keyring or none."""
+        data = tempfile.mkdtemp(dir=self.dir)
+        runtime = tempfile.mkdtemp(dir=self.dir)
+        env = dict(self.env, XDG_DATA_HOME=data, XDG_RUNTIME_DIR=runtime, HOME=data)
+        helper = os.path.join(os.path.dirname(os.path.abspath(__file__)), "keyring_session.py")
+        inner = [sys.executable, helper, CLI, os.path.join(data, "p.plist")]
+        if keyring:
+            start = 'echo -n test | gnome-keyring-daemon --unlock --components=secrets >/dev/null && exec "$@"'
+            command = ["dbus-run-session", "--", "sh", "-c", start, "sh", *inner]
+        else:
+            command = inner  # no session bus at all
+        run = subprocess.run(command, env=env, capture_output=True, text=True, timeout=120)
+        self.assertEqual(run.returncode, 0, run.stderr)
+        result = json.loads(run.stdout.strip().splitlines()[-1])
+        result["token_file"] = os.path.exists(os.path.join(data, "numbrel", "dropbox-token"))
+        return result
+
+    def test_the_keyring_keeps_the_link_and_its_absence_is_said(self):
+        tools = ("dbus-run-session", "gnome-keyring-daemon")
+        if not all(any(os.access(os.path.join(d, t), os.X_OK) for d in os.environ["PATH"].split(":")) for t in tools):
+            self.skipTest("dbus-run-session and gnome-keyring-daemon are needed")
+        kept = self.in_session(keyring=True)
+        self.assertTrue(kept["linked"], kept["stderr"])
+        self.assertTrue(kept["listed"], kept["stderr"])  # a second process found the link in the keyring
+        self.assertFalse(kept["token_file"])
+        # Without a keyring the link is made, said to last this run only, and is gone afterwards.
+        alone = self.in_session(keyring=False)
+        self.assertTrue(alone["linked"], alone["stderr"])
+        self.assertIn("no keyring answers", alone["stderr"])
+        self.assertFalse(alone["listed"])
+        self.assertIn("no Dropbox account is linked", alone["stderr"])
+        self.assertFalse(alone["token_file"])
+
 
 if __name__ == "__main__":
     unittest.main()

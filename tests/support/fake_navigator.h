@@ -65,6 +65,7 @@ public:
         }
         return n;
     }
+    void editValue(ValueEdit edit) override { edits.push_back(std::move(edit)); }
     bool canSendMail() const override { return mailer; }
     void composeMail(const Mail& mail) override { mails.push_back(mail); }
 
@@ -75,6 +76,7 @@ public:
     std::vector<Alert> alerts;
     std::vector<std::string> urls;
     std::vector<Mail> mails;
+    std::vector<ValueEdit> edits;  // editors the screens opened themselves
     bool mailer = false;
     bool online = true;
     bool localNetwork = true;

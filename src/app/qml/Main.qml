@@ -39,8 +39,25 @@ ApplicationWindow {
                 Layout.fillHeight: true
                 onClicked: stack.currentItem.leftAction()
             }
+            // A page may put a segmented control in place of its title (the backups screen's stores).
+            Item {
+                visible: segments.items.length > 0
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                SegmentedControl {
+                    id: segments
+                    objectName: "titleSegments"
+                    readonly property var page: stack.currentItem
+                    anchors.centerIn: parent
+                    items: page && page.titleSegments !== undefined ? page.titleSegments : []
+                    selected: page && page.titleSegment !== undefined ? page.titleSegment : -1
+                    segmentWidth: 70
+                    onChosen: (index) => page.chooseTitleSegment(index)
+                }
+            }
             Label {
                 objectName: "pageTitle"
+                visible: segments.items.length === 0
                 text: stack.currentItem ? stack.currentItem.pageTitle : ""
                 font.bold: true
                 font.pixelSize: 17

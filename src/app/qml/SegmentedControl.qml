@@ -7,6 +7,7 @@ Row {
     id: control
     property var items: []
     property int selected: 0
+    property int segmentWidth: 0  // every segment this wide; 0: as wide as its label
     signal chosen(int index)
     spacing: 0
     Repeater {
@@ -14,7 +15,7 @@ Row {
         delegate: Rectangle {
             required property string modelData
             required property int index
-            width: Math.max(34, label.implicitWidth + 14)
+            width: control.segmentWidth > 0 ? control.segmentWidth : Math.max(34, label.implicitWidth + 14)
             height: 29
             radius: 0
             color: index === control.selected ? Theme.tint : "white"

@@ -11,6 +11,9 @@ Page {
     Component.onDestruction: Navigation.release(model)
     background: Rectangle { color: Theme.background }
     property string pageTitle: model.title
+    property var titleSegments: model.titleSegments
+    property int titleSegment: model.titleSegment
+    function chooseTitleSegment(index) { model.chooseSegment(-1, index) }
     property string leftText: model.backLabel !== "" ? "‹ " + model.backLabel : ""
     property string rightText: model.canDelete ? qsTr("Delete")
                                : model.canEdit ? (model.editing ? qsTr("Done") : qsTr("Edit"))

@@ -37,8 +37,8 @@ BackupViewController::BackupViewController(NumbrelAppDelegate& app, Navigator& n
     : app_(app), navigator_(navigator), directory_(std::move(directory)) {
     removeStaleTemporaries(directory_);  // backups cut short by a killed process are not files to offer
     // The cloud's list changes as the sync client brings or takes files.
-    if (CloudSync* cloud = app_.cloudSync()) cloudListener_ = cloud->listen([this] { refresh(); });
-    refresh();
+    if (CloudSync* cloud = app_.cloudSync()) cloudListener_ = cloud->listen([this] { chooseStore(false); });
+    chooseStore(false);  // Dropbox is read once the screen is shown
 }
 
 BackupViewController::~BackupViewController() {
@@ -46,13 +46,47 @@ BackupViewController::~BackupViewController() {
 }
 
 void BackupViewController::refresh() {
-    // The document cloud is the remote store while sync is on and its folder is known.
+    shown_ = true;
+    chooseStore(true);
+}
+
+void BackupViewController::chooseStore(bool sync) {
+    // The document cloud while sync is on (once its folder is known), with Dropbox beside it when an
+    // account is linked and the internet can be reached; else Dropbox on those terms; else none.
     CloudSync* cloud = app_.cloudSync();
-    const bool cloudShown =
-        cloud && app_.hasDocumentCloud() && boolOf(app_.settings(), "icloud") && cloud->directory();
-    selectedSegmentIndex_ = cloudShown ? 0 : -1;
-    remoteBackups_ = cloudShown ? cloud->iCloudFiles(true) : std::vector<std::string>{};
+    const DropboxSession* box = app_.dropbox();
+    const bool dropbox = box && box->linked() && navigator_.internetReachable();
+    const int before = selectedSegmentIndex_;
+    bothStores_ = false;
+    if (app_.hasDocumentCloud() && boolOf(app_.settings(), "icloud")) {
+        if (cloud && cloud->directory()) {
+            bothStores_ = dropbox;
+            selectedSegmentIndex_ = bothStores_ ? chosenStore_ : 0;
+        } else {
+            selectedSegmentIndex_ = -1;
+        }
+    } else {
+        selectedSegmentIndex_ = dropbox ? 1 : -1;
+    }
+    if (selectedSegmentIndex_ == 0)
+        remoteBackups_ = cloud->iCloudFiles(true);
+    else if (selectedSegmentIndex_ != before)
+        remoteBackups_.clear();  // Dropbox's list is read below
     relist();
+    if (selectedSegmentIndex_ == 1 && shown_ && !busy() && (sync || before != 1)) syncDropbox();
+}
+
+std::vector<std::string> BackupViewController::titleSegments() const {
+    if (!bothStores_) return {};
+    return {tr("iCloud"), tr("Dropbox")};
+}
+
+void BackupViewController::chooseSegment(int tag, int index) {
+    if (tag != kTitleSegmentsTag || !bothStores_ || (index != 0 && index != 1) ||
+        index == selectedSegmentIndex_ || busy())
+        return;
+    chosenStore_ = index;
+    refresh();
 }
 
 void BackupViewController::relist() {
@@ -70,7 +104,15 @@ bool BackupViewController::onRemote(const std::string& name) const {
 }
 
 std::string BackupViewController::remoteTitle() const {
-    return selectedSegmentIndex_ == 0 ? tr("iCloud") : tr("Backups");
+    return selectedSegmentIndex_ == 0   ? tr("iCloud")
+           : selectedSegmentIndex_ == 1 ? tr("Dropbox")
+                                        : tr("Backups");
+}
+
+bool BackupViewController::online() {
+    if (navigator_.internetReachable()) return true;
+    navigator_.present(noInternetAlert());
+    return false;
 }
 
 void BackupViewController::startAction(std::string title) {
@@ -94,7 +136,7 @@ CloudSync::Done BackupViewController::whenDone(
 
 void BackupViewController::addFile(const std::string& path) {
     std::optional<std::string> error = copyIntoFolder(path, directory_);
-    refresh();
+    chooseStore(false);
     if (error) warn(fill(tr("The file could not be added: %@"), {*error}));
 }
 
@@ -141,7 +183,7 @@ void BackupViewController::wifiAction() {
         return;
     }
     // A file that arrives is listed at once.
-    std::variant<int, std::string> started = server->start(directory_, [this] { refresh(); });
+    std::variant<int, std::string> started = server->start(directory_, [this] { chooseStore(false); });
     if (const std::string* problem = std::get_if<std::string>(&started)) {
         warn(fill(tr("The transfer pages could not be started: %@"), {*problem}));
         return;
@@ -187,6 +229,8 @@ void BackupViewController::openFileMenu(const std::string& name) {
     if (local) {
         if (selectedSegmentIndex_ == 0 && !onRemote(name))
             menu_.push_back({tr("Copy to iCloud"), FileAction::CopyToRemote});
+        if (selectedSegmentIndex_ == 1 && !onRemote(name))
+            menu_.push_back({tr("Copy to Dropbox"), FileAction::CopyToRemote});
         if (navigator_.canSendMail()) menu_.push_back({tr("Export by Email"), FileAction::Mail});
     }
     std::string ext = asciiLower(std::filesystem::path(menuFile_).extension().string());
@@ -194,13 +238,15 @@ void BackupViewController::openFileMenu(const std::string& name) {
         menu_.push_back({tr("Restore Backup"), FileAction::Restore});
     } else if (ext == ".csv") {
         menu_.push_back({tr("Import CSV File"), FileAction::ImportCsv});
-        // An export written by the app (its header line tells) has an entry of its own.
+        // An export written by the app (its header line tells) has an entry of its own; a file only in
+        // Dropbox cannot be looked into before it is fetched.
         std::string error;
         const CloudSync* cloud = app_.cloudSync();
         const std::string readable = local || !cloud || !cloud->directory()
                                          ? pathOf(menuFile_)
                                          : *cloud->directory() + "/" + menuFile_;
-        std::optional<std::string> start = readWholeFile(readable, error, 64 * 1024);
+        std::optional<std::string> start;
+        if (local || selectedSegmentIndex_ == 0) start = readWholeFile(readable, error, 64 * 1024);
         if (start && exportLayout(*start))
             menu_.push_back({tr("Import Numbrel Export"), FileAction::ImportExport});
     } else {
@@ -217,6 +263,21 @@ void BackupViewController::openFileMenu(const std::string& name) {
 }
 
 void BackupViewController::backupAction() {
+    if (selectedSegmentIndex_ == 1 && app_.dropbox()) {
+        // A backup here, then its copy in the Dropbox folder once the folder is known.
+        if (!online()) return;
+        startAction(tr("Copying"));
+        navigator_.run(app_.backupJob(directory_, [this](const NumbrelAppDelegate::Backup& b) {
+            if (b.error) {
+                stopAction();
+                return warn(*b.error);
+            }
+            if (restPrefix_ != "/") return uploadToDropbox(b.name);
+            fileToUpload_ = b.name;
+            syncDropbox();
+        }));
+        return;
+    }
     if (selectedSegmentIndex_ == 0 && app_.cloudSync()) {
         // The same copy into the cloud as the automatic backup makes.
         startAction(tr("Copying"));
@@ -234,12 +295,16 @@ void BackupViewController::backupAction() {
         return;
     }
     navigator_.run(app_.backupJob(directory_, [this](const NumbrelAppDelegate::Backup& b) {
-        refresh();
+        chooseStore(false);
         if (b.error) warn(*b.error);
     }));
 }
 
 void BackupViewController::copyToRemote(const std::string& name) {
+    if (selectedSegmentIndex_ == 1) {
+        if (online()) uploadToDropbox(name);
+        return;
+    }
     CloudSync* cloud = app_.cloudSync();
     if (!cloud) return;
     startAction(tr("Copying"));
@@ -252,6 +317,10 @@ void BackupViewController::copyToRemote(const std::string& name) {
 }
 
 void BackupViewController::deleteRemote(const std::string& name) {
+    if (selectedSegmentIndex_ == 1) {
+        if (online()) deleteFromDropbox(name);
+        return chooseStore(false);
+    }
     CloudSync* cloud = app_.cloudSync();
     if (!cloud) return;
     startAction(tr("Deleting"));
@@ -260,6 +329,85 @@ void BackupViewController::deleteRemote(const std::string& name) {
                                stopAction();
                                if (error) warn(*error);
                            }));
+}
+
+void BackupViewController::syncDropbox() {
+    DropboxSession* box = app_.dropbox();
+    if (!box) return;
+    startAction(tr("Syncing"));
+    Job job;
+    job.title = tr("Syncing");
+    job.cancellable = true;
+    job.work = [this, box, prefix = restPrefix_](const Progress& progress) -> std::function<void()> {
+        auto read = std::make_shared<std::variant<DropboxFolder, DropboxFailure>>(
+            readDropboxFolder(*box, prefix, progress));
+        return [this, read] {
+            if (auto* failed = std::get_if<DropboxFailure>(read.get())) {
+                dropboxFailed(*failed, tr("Access to Dropbox failed"));
+                return;
+            }
+            DropboxFolder& folder = std::get<DropboxFolder>(*read);
+            restPrefix_ = folder.prefix;
+            if (selectedSegmentIndex_ == 1) remoteBackups_ = dropboxBackups(folder.entries, folder.prefix);
+            if (fileToUpload_) return uploadToDropbox(*std::exchange(fileToUpload_, std::nullopt));
+            stopAction();
+        };
+    };
+    navigator_.run(std::move(job));
+}
+
+void BackupViewController::uploadToDropbox(const std::string& name) {
+    DropboxSession* box = app_.dropbox();
+    if (!box) return stopAction();
+    startAction(tr("Copying"));
+    Job job;
+    job.title = tr("Copying");
+    job.cancellable = true;
+    job.work = [this, box, name, local = pathOf(name),
+                remote = restPrefix_ + name](const Progress& progress) -> std::function<void()> {
+        auto failed = std::make_shared<std::optional<DropboxFailure>>(box->upload(local, remote, progress));
+        return [this, failed, name] {
+            if (dropboxFailed(*failed, tr("Copy to Dropbox failed"))) return;
+            if (!onRemote(name)) remoteBackups_.push_back(name);
+            stopAction();
+        };
+    };
+    navigator_.run(std::move(job));
+}
+
+void BackupViewController::deleteFromDropbox(const std::string& name) {
+    DropboxSession* box = app_.dropbox();
+    if (!box) return;
+    startAction(tr("Deleting"));
+    Job job;
+    job.title = tr("Deleting");
+    job.work = [this, box, name, remote = restPrefix_ + name](const Progress&) -> std::function<void()> {
+        auto failed = std::make_shared<std::optional<DropboxFailure>>(box->remove(remote));
+        return [this, failed, name] {
+            if (dropboxFailed(*failed, tr("Delete from Dropbox failed"))) return;
+            std::erase(remoteBackups_, name);
+            stopAction();
+        };
+    };
+    navigator_.run(std::move(job));
+}
+
+bool BackupViewController::dropboxFailed(const std::optional<DropboxFailure>& failure,
+                                         const std::string& message) {
+    if (!failure) return false;
+    fileToUpload_.reset();
+    stopAction();
+    if (failure->cancelled) return true;
+    if (!failure->unlinked) {
+        warn(message);
+        return true;
+    }
+    // The account's link has ended: the screen shows the store it can still reach.
+    chooseStore(false);
+    warn(fill(tr("%@\n\nThe link to your Dropbox account has ended. To link it again, turn Dropbox on in the "
+                 "settings."),
+              {message}));
+    return true;
 }
 
 void BackupViewController::warn(const std::string& message) {
@@ -391,23 +539,15 @@ void BackupViewController::answerAlert(int tag, int button) {
     if (server_) {
         server_->stop();
         server_.reset();
-        refresh();
+        chooseStore(false);
     }
     if (tag == kFileMenuTag) {
         if (button < 0 || button >= static_cast<int>(menu_.size())) return;
         const FileAction choice = menu_[static_cast<std::size_t>(button)].second;
         if (choice == FileAction::Cancel) return;
         if (choice == FileAction::CopyToRemote) return copyToRemote(menuFile_);
-        if (onDevice(menuFile_) || !app_.cloudSync()) return openLocal(menuFile_, choice);
-        // Only in the cloud: copied down first, then restored or imported.
-        startAction(tr("Copying"));
-        app_.cloudSync()->copyFromCloud(
-            menuFile_, whenDone([this, name = menuFile_, choice](const std::optional<std::string>& error) {
-                stopAction();
-                if (error) return warn(*error);
-                openLocal(name, choice);
-            }));
-        return;
+        if (onDevice(menuFile_)) return openLocal(menuFile_, choice);
+        return fetchThenOpen(menuFile_, choice);
     }
     if (tag == kDeleteTag) {
         const std::string name = std::exchange(deleteFile_, {});
@@ -417,13 +557,13 @@ void BackupViewController::answerAlert(int tag, int button) {
             std::error_code ec;
             std::filesystem::remove(pathOf(name), ec);
             if (ec) {
-                refresh();
+                chooseStore(false);
                 return warn(tr("The file could not be deleted"));
             }
         }
         // "Local Device Only" (the second of three buttons) keeps the cloud's copy; "All Devices",
         // and "OK" for a file only in the cloud, delete it there.
-        if (local && button == 1) return refresh();
+        if (local && button == 1) return chooseStore(false);
         deleteRemote(name);
         return;
     }
@@ -448,6 +588,38 @@ void BackupViewController::answerAlert(int tag, int button) {
     }
 }
 
+void BackupViewController::fetchThenOpen(const std::string& name, FileAction action) {
+    if (selectedSegmentIndex_ == 1) {
+        DropboxSession* box = app_.dropbox();
+        if (!box || !online()) return;
+        startAction(tr("Copying"));
+        Job job;
+        job.title = tr("Copying");
+        job.cancellable = true;
+        job.work = [this, box, name, action, remote = restPrefix_ + name,
+                    folder = directory_](const Progress& progress) -> std::function<void()> {
+            auto failed = std::make_shared<std::optional<DropboxFailure>>(
+                box->download(remote, folder, name, progress));
+            return [this, failed, name, action] {
+                if (dropboxFailed(*failed, tr("Copy from Dropbox failed"))) return;
+                stopAction();
+                openLocal(name, action);
+            };
+        };
+        navigator_.run(std::move(job));
+        return;
+    }
+    if (!app_.cloudSync()) return;
+    // Only in the cloud: copied down first, then restored or imported.
+    startAction(tr("Copying"));
+    app_.cloudSync()->copyFromCloud(name,
+                                    whenDone([this, name, action](const std::optional<std::string>& error) {
+                                        stopAction();
+                                        if (error) return warn(*error);
+                                        openLocal(name, action);
+                                    }));
+}
+
 void BackupViewController::openLocal(const std::string& name, FileAction action) {
     const std::string path = pathOf(name);
     switch (action) {
@@ -461,6 +633,7 @@ void BackupViewController::openLocal(const std::string& name, FileAction action)
             importExport(path);
             break;
         case FileAction::Mail:
+            if (!online()) break;
             navigator_.composeMail(
                 Mail{std::string(stringOf(app_.settings(), "email")), tr("Numbrel Backup"),
                      tr("Save the attached file in case you need to restore it in future.\n"), path});
@@ -479,7 +652,7 @@ void BackupViewController::remove(const Row& row) {
         // Only here (or no remote store shown): gone at once.
         std::error_code ec;
         std::filesystem::remove(pathOf(name), ec);
-        refresh();
+        chooseStore(false);
         if (ec) warn(tr("The file could not be deleted"));
         return;
     }

@@ -1,7 +1,8 @@
 // The backups screen: "Backup Now", the files of the Documents folder with the file menu (restore a
 // backup, import a CSV file, send a file by mail), deleting files, and the restore and import flows
-// with their questions. With the document cloud on, the cloud's files are listed beside the local ones
-// (grey where they are not on this device yet), copied up and down, and deleted there too.
+// with their questions. The remote store shown (the document cloud, or a linked Dropbox account) has
+// its files listed beside the local ones (grey where they are not on this device yet); they are copied
+// up and down, and deleted there too.
 #pragma once
 
 #include <functional>
@@ -14,6 +15,7 @@
 #include "exchange/backup.h"
 #include "exchange/cloud_sync.h"
 #include "exchange/csv_import.h"
+#include "exchange/dropbox.h"
 #include "exchange/export_import.h"
 #include "plist/value.h"
 #include "ui/screen.h"
@@ -34,12 +36,20 @@ public:
     bool isEditing() const override { return editing_; }
     void setEditing(bool on) override { editing_ = on; }
 
-    // Chooses the remote store again and re-reads the folder and the remote list.
+    // Chooses the remote store again and re-reads the folder and the remote list (Dropbox's as a job,
+    // "Syncing").
     void refresh();
+    void appeared() override { refresh(); }
     const std::vector<std::string>& backups() const { return backups_; }
-    // The remote store shown: -1 none (the title "Backups"), 0 the document cloud ("iCloud").
+    // The remote store shown: -1 none (the title "Backups"), 0 the document cloud ("iCloud"), 1 Dropbox
+    // ("Dropbox"). With both, the title bar lets the user choose.
     int selectedSegmentIndex() const { return selectedSegmentIndex_; }
+    std::vector<std::string> titleSegments() const override;
+    int titleSegment() const override { return titleSegments().empty() ? -1 : selectedSegmentIndex_; }
+    void chooseSegment(int tag, int index) override;
     const std::vector<std::string>& remoteBackups() const { return remoteBackups_; }
+    // The Dropbox folder in use: "/" until the account is seen to hold "/Numbrel".
+    const std::string& restPrefix() const { return restPrefix_; }
     // Whether a copy or delete on the remote store is under way; its word is the title meanwhile.
     bool busy() const { return !busyTitle_.empty(); }
     // Copies a file into the folder ("Add File…", a file dropped on the screen); a file of the same
@@ -82,6 +92,8 @@ private:
     bool onDevice(const std::string& name) const;
     bool onRemote(const std::string& name) const;
     std::string remoteTitle() const;
+    // Whether the internet can be reached; if not, the user is told.
+    bool online();
     void warn(const std::string& message);
     void changed();
     void openFileMenu(const std::string& name);
@@ -92,8 +104,17 @@ private:
     void stopAction();
     // An outcome of remote work, delivered to this screen only while it exists.
     CloudSync::Done whenDone(std::function<void(const std::optional<std::string>& error)> then);
+    // The store chosen again; Dropbox's list read again when sync asks, or when it has just been chosen.
+    void chooseStore(bool sync);
     void copyToRemote(const std::string& name);
     void deleteRemote(const std::string& name);
+    // Dropbox's side: each a job under the busy title, reporting to this screen.
+    void syncDropbox();
+    void uploadToDropbox(const std::string& name);
+    void deleteFromDropbox(const std::string& name);
+    // An outcome of Dropbox work: true when it failed, after the busy state ended and the user was told
+    // (a cancel is not told; a link that has ended is).
+    bool dropboxFailed(const std::optional<DropboxFailure>& failure, const std::string& message);
     void restoreChecked(RestoreCheck check);
     void verifyFile(const std::string& path, bool fromExport);
     void importHeld();
@@ -106,6 +127,8 @@ private:
     enum class FileAction { CopyToRemote, Mail, Restore, ImportCsv, ImportExport, Cancel };
     // Runs a file menu choice on a file that is on this device now.
     void openLocal(const std::string& name, FileAction action);
+    // Copies a file only on the remote store down, then runs the choice on it.
+    void fetchThenOpen(const std::string& name, FileAction action);
     std::string menuFile_;                                  // the file the menu is open for
     std::vector<std::pair<std::string, FileAction>> menu_;  // its entries, in order
     std::optional<RestoreCheck> heldBackup_;                // waiting for the answer to "Old Backup?"
@@ -115,6 +138,11 @@ private:
     std::function<void()> changedHook_;
     std::unique_ptr<TransferServer> server_;  // while the Wi-Fi alert is open
     int selectedSegmentIndex_ = -1;
+    bool shown_ = false;       // the screen has been shown: Dropbox may be read
+    bool bothStores_ = false;  // the cloud and Dropbox: the title bar chooses
+    int chosenStore_ = 0;      // what it chose
+    std::string restPrefix_ = "/";
+    std::optional<std::string> fileToUpload_;  // made by "Backup Now" while the folder is not known yet
     std::vector<std::string> remoteBackups_;
     std::set<std::string> onDevice_;  // the names of the folder's files, as last listed
     std::string busyTitle_;

@@ -25,4 +25,15 @@ std::vector<std::string> dropboxBackups(const std::vector<DropboxEntry>& entries
     return names;
 }
 
+std::variant<DropboxFolder, DropboxFailure> readDropboxFolder(DropboxSession& session,
+                                                              const std::string& prefix,
+                                                              const Progress& progress) {
+    DropboxFolder folder{prefix, {}};
+    auto read = session.listFolder(prefix == "/" ? "" : prefix.substr(0, prefix.size() - 1), progress);
+    if (auto* failed = std::get_if<DropboxFailure>(&read)) return std::move(*failed);
+    folder.entries = std::get<std::vector<DropboxEntry>>(std::move(read));
+    if (prefix != "/" || dropboxFolderIn(folder.entries) == "/") return folder;
+    return readDropboxFolder(session, "/Numbrel/", progress);
+}
+
 }  // namespace numbrel

@@ -25,6 +25,7 @@ struct DropboxEntry {
 struct DropboxFailure {
     std::string reason;
     bool unlinked = false;
+    bool cancelled = false;  // the job's Cancel stopped it
 };
 
 class DropboxSession {
@@ -42,6 +43,10 @@ public:
     virtual std::optional<DropboxFailure> finishLink(const std::string& code) = 0;
     // Revokes the tokens (as far as the server can be reached) and forgets them.
     virtual void unlink() = 0;
+    // Whether the link lasts only while the program runs (no keyring answered), and keeping it in a
+    // file only the user can read from now on (an error message, or nothing).
+    virtual bool keptForThisRunOnly() const { return false; }
+    virtual std::optional<std::string> keepInFile() { return std::nullopt; }
 
     // Every entry of a folder ("" is the top of the linked area).
     virtual std::variant<std::vector<DropboxEntry>, DropboxFailure> listFolder(const std::string& path,
@@ -63,5 +68,15 @@ std::string dropboxFolderIn(const std::vector<DropboxEntry>& top);
 // off; a ".bak" file (any case) whose name is at least 6 characters and starts with "nb", or a
 // ".csv" file (any case).
 std::vector<std::string> dropboxBackups(const std::vector<DropboxEntry>& entries, const std::string& prefix);
+
+// The folder in use and its entries. From prefix "/" the top is read, and "/Numbrel" in it is read
+// instead when it is there; any other prefix is read as it is.
+struct DropboxFolder {
+    std::string prefix;
+    std::vector<DropboxEntry> entries;
+};
+std::variant<DropboxFolder, DropboxFailure> readDropboxFolder(DropboxSession& session,
+                                                              const std::string& prefix,
+                                                              const Progress& progress);
 
 }  // namespace numbrel

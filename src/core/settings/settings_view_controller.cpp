@@ -1,5 +1,6 @@
 #include "settings/settings_view_controller.h"
 
+#include "exchange/dropbox.h"
 #include "main/selection_view_controller.h"
 #include "settings/help_browser.h"
 #include "settings/reminders_view_controller.h"
@@ -49,6 +50,7 @@ Row link(std::string label, int action, int index = 0, std::string detail = {}) 
 }
 
 constexpr const char* kWifiPasswordKey = "wifi.password";
+constexpr const char* kTokensKey = "dropbox.tokens";  // "file", or "no" once the user said no
 
 const char* const kThemeNames[] = {"Black", "Red", "Green", "Blue", "Red, Green and Blue"};
 
@@ -88,9 +90,9 @@ std::vector<Section> SettingsViewController::sections() const {
                                 : tr("To switch between usage and costs, simply double tap on the graphs");
 
     const bool linked = dropboxLinked();
-    std::string dropbox = !linked                   ? tr("Dropbox")
-                          : boolOf(s, "root", true) ? tr("Dropbox (Root)")
-                                                    : tr("Dropbox (Apps)");
+    std::string dropbox = !linked                  ? tr("Dropbox")
+                          : app_.dropbox()->root() ? tr("Dropbox (Root)")
+                                                   : tr("Dropbox (Apps)");
     all[2].rows.push_back(toggle(dropbox, kDropboxTag, linked));
     const bool cloud = app_.hasDocumentCloud();
     const bool icloud = boolOf(s, "icloud");
@@ -142,7 +144,7 @@ void SettingsViewController::flipSwitch(int tag, bool on) {
                                          {tr("Cancel"), tr("~Dropbox/"), tr("~Dropbox/Apps/")}});
             else if (!on && dropboxLinked())
                 navigator_.present(
-                    Alert{kDropboxTag + 100, tr("Dropbox"), tr("Unlink account?"), {tr("Cancel"), tr("OK")}});
+                    Alert{kUnlinkTag, tr("Dropbox"), tr("Unlink account?"), {tr("Cancel"), tr("OK")}});
             break;
         case kCloudTag:
             if (app_.hasDocumentCloud()) {
@@ -172,12 +174,83 @@ void SettingsViewController::flipSwitch(int tag, bool on) {
     }
 }
 
+bool SettingsViewController::dropboxLinked() const {
+    return app_.dropbox() && app_.dropbox()->linked();
+}
+
+void SettingsViewController::startLink(bool root) {
+    DropboxSession* box = app_.dropbox();
+    if (!box) {
+        navigator_.present(
+            Alert{0, tr("Warning!"), tr("Dropbox is not available in this copy of Numbrel"), {tr("OK")}});
+        return;
+    }
+    if (!navigator_.internetReachable()) {
+        navigator_.present(noInternetAlert());
+        return;
+    }
+    app_.settings().set("root", root);
+    // The user allows access in the browser; the page shows a code, pasted here.
+    navigator_.openUrl(box->startLink(root));
+    ValueEdit e;
+    e.title = tr("Dropbox");
+    e.prompt =
+        tr("Allow Numbrel access on the Dropbox page that opened in your browser, then paste the code "
+           "it shows here");
+    e.kind = EditKind::Text;
+    e.required = true;
+    e.apply = [this, box](const std::string& code, const std::string&) {
+        Job job;
+        job.title = tr("Linking…");
+        job.work = [this, box, code](const Progress&) -> std::function<void()> {
+            auto failed = std::make_shared<std::optional<DropboxFailure>>(box->finishLink(code));
+            return [this, box, failed] { linked(*box, *failed); };
+        };
+        navigator_.run(std::move(job));
+        return true;
+    };
+    navigator_.editValue(std::move(e));
+}
+
+void SettingsViewController::linked(DropboxSession& box, const std::optional<DropboxFailure>& failed) {
+    if (failed) {
+        navigator_.present(Alert{0,
+                                 tr("Warning!"),
+                                 fill(tr("The Dropbox account could not be linked: %@"), {failed->reason}),
+                                 {tr("OK")}});
+        return;
+    }
+    // Without a keyring the link lasts for this run, unless the user lets it be kept in a file
+    // (asked once; the answer is kept in numbrel.conf).
+    if (box.keptForThisRunOnly() && app_.configuration().value(kTokensKey).empty())
+        navigator_.present(Alert{kKeepLinkTag,
+                                 tr("Dropbox"),
+                                 tr("There is no keyring to keep the link to Dropbox in. Keep it in a file "
+                                    "only you can read? Otherwise it lasts until Numbrel closes."),
+                                 {tr("No"), tr("Keep in File")}});
+}
+
 void SettingsViewController::answerAlert(int tag, int button) {
-    if (tag == kDropboxTag && button > 0) {
-        app_.settings().set("root", button == 1);
-        // Linking needs the Dropbox client, which this build does not have: the switch stays off.
-        navigator_.present(Alert{
-            0, tr("Dropbox"), tr("This version of Numbrel cannot link a Dropbox account yet."), {tr("OK")}});
+    if (tag == kDropboxTag && button > 0) startLink(button == 1);
+    if (tag == kUnlinkTag && button == 1)
+        if (DropboxSession* box = app_.dropbox()) {
+            // Revoking asks the server: a job. The switch shows off at once.
+            Job job;
+            job.title = tr("Unlinking…");
+            job.work = [box](const Progress&) -> std::function<void()> {
+                box->unlink();
+                return [] {};
+            };
+            navigator_.run(std::move(job));
+        }
+    if (tag == kKeepLinkTag && button >= 0) {
+        std::optional<std::string> failed;
+        if (button == 1)
+            if (DropboxSession* box = app_.dropbox()) failed = box->keepInFile();
+        if (!failed) failed = app_.configuration().store(kTokensKey, button == 1 ? "file" : "no");
+        if (failed)
+            navigator_.present(
+                Alert{0, tr("Warning!"), fill(tr("The link could not be kept: %@"), {*failed}), {tr("OK")}});
     }
     if (tag == kAutoBackupTag && button == 1) app_.settings().set("autobackup", true);
 }

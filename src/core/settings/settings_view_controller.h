@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "exchange/dropbox.h"
 #include "ui/screen.h"
 
 namespace numbrel {
@@ -25,6 +26,7 @@ public:
     enum Action { kEmail = 1, kReminders, kThemes, kGuide, kTour, kLink, kWifiPassword };
     enum Link { kWeb, kContact, kSocial, kReview };
     static constexpr int kDropboxTag = 20, kCloudTag = 21, kAutoBackupTag = 22, kTorchTag = 23;
+    static constexpr int kUnlinkTag = 120, kKeepLinkTag = 121;
     static constexpr int kKeptBackups = 3;
 
 protected:
@@ -32,7 +34,10 @@ protected:
     std::optional<ValueEdit> edit(const Row& row) override;
 
 private:
-    bool dropboxLinked() const { return false; }  // no Dropbox client in this build yet
+    bool dropboxLinked() const;
+    // Opens the page where the user allows access, and the editor for the code it shows.
+    void startLink(bool root);
+    void linked(DropboxSession& box, const std::optional<DropboxFailure>& failed);
     NumbrelAppDelegate& app_;
     Navigator& navigator_;
     bool tablet_;

@@ -24,6 +24,7 @@
 namespace numbrel {
 
 class CloudSync;
+class DropboxSession;
 
 class NumbrelAppDelegate {
 public:
@@ -116,6 +117,9 @@ public:
     // The document cloud's sync, while there is one (it tells the delegate itself); null otherwise.
     CloudSync* cloudSync() const { return cloudSync_; }
     void setCloudSync(CloudSync* sync) { cloudSync_ = sync; }
+    // The Dropbox client, where the front end has one (it outlives every job); null otherwise.
+    DropboxSession* dropbox() const { return dropbox_; }
+    void setDropbox(DropboxSession* session) { dropbox_ = session; }
     // The camera light: there is none on a desktop.
     bool hasTorch() const { return false; }
     void torchOn() {}
@@ -144,6 +148,7 @@ private:
     PreferencesStore& store_;
     Hooks hooks_;
     CloudSync* cloudSync_ = nullptr;
+    DropboxSession* dropbox_ = nullptr;
     Notifier* notifier_ = nullptr;
     std::string reminderProblem_;
     Configuration configuration_;

@@ -139,28 +139,37 @@ std::optional<std::string> copyIntoFolder(const std::string& from, const std::st
     return copyThroughTemporary(from, directory, target.filename().string());
 }
 
-std::optional<std::string> receiveThroughTemporary(
-    const std::string& toDirectory, const std::string& name,
-    const std::function<std::optional<std::string>(const std::string& temp)>& fill) {
+IncomingFile::IncomingFile(std::string directory, std::string name)
+    : directory_(std::move(directory)), name_(std::move(name)) {
     static std::atomic<unsigned> counter{0};
-    namespace fs = std::filesystem;
+    temp_ =
+        directory_ + "/." + name_ + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+}
+
+IncomingFile::~IncomingFile() {
+    if (committed_) return;
     std::error_code ec;
-    const std::string temp =
-        toDirectory + "/." + name + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
-    if (std::optional<std::string> failed = fill(temp)) {
-        fs::remove(temp, ec);
-        return failed;
-    }
-    const int fd = ::open(temp.c_str(), O_RDONLY | O_CLOEXEC);
+    std::filesystem::remove(temp_, ec);
+}
+
+std::optional<std::string> IncomingFile::commit() {
+    const int fd = ::open(temp_.c_str(), O_RDONLY | O_CLOEXEC);
     const bool synced = fd >= 0 && ::fsync(fd) == 0;
     const int err = errno;
     if (fd >= 0) ::close(fd);
-    if (!synced || ::rename(temp.c_str(), (toDirectory + "/" + name).c_str()) != 0) {
-        const int why = synced ? errno : err;
-        fs::remove(temp, ec);
-        return describe("cannot replace", toDirectory + "/" + name, why);
-    }
+    const std::string path = directory_ + "/" + name_;
+    if (!synced || ::rename(temp_.c_str(), path.c_str()) != 0)
+        return describe("cannot replace", path, synced ? errno : err);
+    committed_ = true;
     return std::nullopt;
+}
+
+std::optional<std::string> receiveThroughTemporary(
+    const std::string& toDirectory, const std::string& name,
+    const std::function<std::optional<std::string>(const std::string& temp)>& fill) {
+    IncomingFile incoming(toDirectory, name);
+    if (std::optional<std::string> failed = fill(incoming.temporaryPath())) return failed;
+    return incoming.commit();
 }
 
 std::optional<std::string> copyThroughTemporary(const std::string& from, const std::string& toDirectory,

@@ -51,6 +51,24 @@ std::optional<std::string> copyThroughTemporary(
     const std::function<bool(const std::string& temp)>& accept = {},
     const std::string& refusal = "the copy was refused");
 
+// A file arriving in a folder in parts (a transfer): written under a hidden temporary name that
+// removeStaleTemporaries knows, and given its name only by commit(), once whole. Dropped without a
+// commit, the temporary goes.
+class IncomingFile {
+public:
+    IncomingFile(std::string directory, std::string name);
+    ~IncomingFile();
+    IncomingFile(const IncomingFile&) = delete;
+    IncomingFile& operator=(const IncomingFile&) = delete;
+    const std::string& temporaryPath() const { return temp_; }
+    // Synced, then renamed to its name (replacing a file there). An error message, or nothing.
+    std::optional<std::string> commit();
+
+private:
+    std::string directory_, name_, temp_;
+    bool committed_ = false;
+};
+
 // The same for a file that arrives some other way (a download): fill writes the temporary and answers
 // an error message, or nothing when it is whole and may take the name.
 std::optional<std::string> receiveThroughTemporary(

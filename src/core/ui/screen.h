@@ -129,6 +129,9 @@ public:
     // The mail composer, where the platform has one.
     virtual bool canSendMail() const { return false; }
     virtual void composeMail(const Mail& /*mail*/) {}
+    // A value editor opened by the screen itself rather than by a row (a code to paste); its answer
+    // is written only while the screen exists.
+    virtual void editValue(ValueEdit /*edit*/) {}
     // Long work (see Job). Without a better place it runs here and now.
     virtual void run(Job job) {
         if (std::function<void()> apply = job.work(Progress{})) apply();
@@ -175,6 +178,11 @@ public:
 
     virtual void flipSwitch(int /*tag*/, bool /*on*/) {}
     virtual void chooseSegment(int /*tag*/, int /*index*/) {}
+    // A segmented control in the title bar in place of the title (none when empty), the segment
+    // chosen, and the tag chooseSegment hears it by.
+    virtual std::vector<std::string> titleSegments() const { return {}; }
+    virtual int titleSegment() const { return -1; }
+    static constexpr int kTitleSegmentsTag = -1;
     virtual void answerAlert(int /*tag*/, int /*button*/) {}
     // A delete button in the bar, and what it does.
     virtual bool canDelete() const { return false; }
@@ -183,6 +191,8 @@ public:
     virtual bool canEdit() const { return false; }
     virtual bool isEditing() const { return false; }
     virtual void setEditing(bool /*on*/) {}
+    // The screen has come on top of the stack, as its own action: work it starts now reports to it.
+    virtual void appeared() {}
     // The user leaves the screen (Back, Done, Cancel); the screen closes itself once this returns.
     virtual void closeAction() {}
     // The bar's way out: the back button's word ("" for none), and whether a Done button closes the

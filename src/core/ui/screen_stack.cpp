@@ -15,6 +15,11 @@ ScreenStack::Id ScreenStack::open(std::unique_ptr<Screen> screen) {
     Screen& s = *screen;
     entries_.push_back({id, std::move(screen)});
     pushed(id, s);
+    // As the screen's own action, without the "something was done" of a user's action.
+    acting_.push_back(id);
+    s.appeared();
+    acting_.pop_back();
+    if (acting_.empty()) settle();
     return id;
 }
 

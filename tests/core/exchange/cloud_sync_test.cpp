@@ -10,6 +10,7 @@
 #include "plist/keyed_archive.h"
 #include "store/app_delegate.h"
 #include "store/document.h"
+#include "support/fake_dropbox_session.h"
 #include "support/fake_navigator.h"
 #include "support/test_support.h"
 
@@ -364,6 +365,39 @@ TEST_F(CloudSyncTest, TheBackupsScreenListsTheCloudBesideTheDevice) {
     EXPECT_EQ(backups(*b, local).selectedSegmentIndex(), -1);
     EXPECT_EQ(rows(*b, local), (std::vector<std::string>{"readings.csv", "nb20261123@090000.bak"}));
     EXPECT_EQ(menu(*b, local, "readings.csv").front(), "Export by Email");
+}
+
+TEST_F(CloudSyncTest, WithDropboxLinkedTooTheTitleBarChoosesTheStore) {
+    auto a = device("a");
+    a->sync.iCloudEnable();
+    a->sync.iCloudBackup();
+    test::FakeDropboxSession box;
+    box.files = {{"/nb20200101@000000.bak", "x"}};
+    a->app.setDropbox(&box);
+
+    const ScreenStack::Id id = openBackups(*a);
+    BackupViewController& screen = backups(*a, id);
+    EXPECT_EQ(screen.titleSegments(), (std::vector<std::string>{"iCloud", "Dropbox"}));
+    EXPECT_EQ(screen.titleSegment(), 0);
+    EXPECT_EQ(rows(*a, id), (std::vector<std::string>{"nb20261123@090000.bak"}));
+    EXPECT_TRUE(box.calls.empty());  // not read until chosen
+    a->nav.act(id, [](Screen& s) { s.chooseSegment(Screen::kTitleSegmentsTag, 1); });
+    EXPECT_EQ(screen.selectedSegmentIndex(), 1);
+    EXPECT_EQ(screen.title(), "Dropbox");
+    EXPECT_EQ(rows(*a, id),
+              (std::vector<std::string>{"nb20261123@090000.bak", "nb20200101@000000.bak (grey)"}));
+    EXPECT_EQ(menu(*a, id, "nb20261123@090000.bak").front(), "Copy to Dropbox");
+    // The cloud's folder changing meanwhile does not take the choice away.
+    a->folder.changed();
+    EXPECT_EQ(screen.selectedSegmentIndex(), 1);
+    a->nav.act(id, [](Screen& s) { s.chooseSegment(Screen::kTitleSegmentsTag, 0); });
+    EXPECT_EQ(screen.title(), "iCloud");
+    EXPECT_EQ(rows(*a, id), (std::vector<std::string>{"nb20261123@090000.bak"}));
+    // Offline, Dropbox is not offered at all.
+    a->nav.online = false;
+    a->nav.act(id, [](Screen& s) { dynamic_cast<BackupViewController&>(s).refresh(); });
+    EXPECT_TRUE(screen.titleSegments().empty());
+    EXPECT_EQ(screen.selectedSegmentIndex(), 0);
 }
 
 TEST_F(CloudSyncTest, TheBackupsScreenFetchesAndDeletesInTheCloud) {

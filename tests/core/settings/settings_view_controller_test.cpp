@@ -12,6 +12,7 @@
 #include "store/app_delegate.h"
 #include "store/configuration.h"
 #include "support/app_fixture.h"
+#include "support/fake_dropbox_session.h"
 #include "support/fake_navigator.h"
 #include "support/fake_notifier.h"
 
@@ -137,24 +138,82 @@ TEST_F(SettingsScreen, CloudAndAutoBackupsFollowThePlatformAndEachOther) {
     EXPECT_TRUE(boolOf(app_.settings(), "autobackup"));
 }
 
-TEST_F(SettingsScreen, DropboxAsksWhereAndCancellingLeavesItOff) {
+TEST_F(SettingsScreen, DropboxAsksWhereLinksWithTheCodeAndUnlinks) {
+    const std::string conf = dir_.file("numbrel.conf");
+    test::writeFile(conf, "");
+    app_.setConfiguration(Configuration::load(conf));
+    test::FakeDropboxSession box;
+    box.isLinked = false;
+    box.runOnly = true;  // no keyring answers
+    app_.setDropbox(&box);
     SettingsViewController& screen = open();
     app_.settings().set("root", true);
+
+    // Cancelled: nothing opens, and the switch stays off.
     flip(20, true);
     ASSERT_EQ(nav_.alerts.size(), 1u);
+    EXPECT_EQ(nav_.alerts[0].message,
+              "Link to the root Dropbox folder, or restrict access to the Apps folder? Note that if you "
+              "change, your files are NOT copied automatically!");
     EXPECT_EQ(nav_.alerts[0].buttons, (std::vector<std::string>{"Cancel", "~Dropbox/", "~Dropbox/Apps/"}));
     nav_.answer(nav_.lastTicket, 0);
-    EXPECT_EQ(nav_.alerts.size(), 1u);
+    EXPECT_TRUE(nav_.urls.empty());
+    EXPECT_TRUE(nav_.edits.empty());
     EXPECT_TRUE(boolOf(app_.settings(), "root"));
     EXPECT_FALSE(screen.sections()[2].rows[0].on);
-    // A choice is stored; the account cannot be linked yet, and the switch says so by staying off.
+
+    // The Apps folder: its page opens in the browser and the code it shows is asked for.
     flip(20, true);
     nav_.answer(nav_.lastTicket, 2);
     EXPECT_FALSE(boolOf(app_.settings(), "root", true));
-    ASSERT_EQ(nav_.alerts.size(), 3u);
-    EXPECT_EQ(nav_.alerts[2].title, "Dropbox");
+    ASSERT_EQ(nav_.urls.size(), 1u);
+    EXPECT_EQ(nav_.urls[0], "https://www.dropbox.example/oauth2/authorize?root=0");
+    ASSERT_EQ(nav_.edits.size(), 1u);
+    EXPECT_TRUE(nav_.edits[0].required);
+    // A wrong code links nothing and says why.
+    nav_.act(id_, [&](Screen&) { EXPECT_TRUE(nav_.edits[0].apply("wrong", "")); });
+    EXPECT_EQ(nav_.alerts.back().title, "Warning!");
+    EXPECT_EQ(nav_.alerts.back().message,
+              "The Dropbox account could not be linked: the code was not accepted");
     EXPECT_FALSE(screen.sections()[2].rows[0].on);
+    // The right one links; without a keyring the user is asked once where to keep the link.
+    nav_.act(id_, [&](Screen&) { nav_.edits[0].apply("A1b2C3", ""); });
+    EXPECT_TRUE(screen.sections()[2].rows[0].on);
+    EXPECT_EQ(screen.sections()[2].rows[0].label, "Dropbox (Apps)");
+    EXPECT_EQ(nav_.alerts.back().buttons, (std::vector<std::string>{"No", "Keep in File"}));
+    nav_.answer(nav_.lastTicket, 1);
+    EXPECT_TRUE(box.keptInFile);
+    EXPECT_EQ(Configuration::load(conf).value("dropbox.tokens"), "file");
+
+    // Off: "Unlink account?"; Cancel keeps the link, OK ends it.
+    const std::size_t asked = nav_.alerts.size();
+    flip(20, false);
+    ASSERT_EQ(nav_.alerts.size(), asked + 1);
+    EXPECT_EQ(nav_.alerts.back().message, "Unlink account?");
+    nav_.answer(nav_.lastTicket, 0);
+    EXPECT_TRUE(box.isLinked);
+    flip(20, false);
+    nav_.answer(nav_.lastTicket, 1);
+    EXPECT_FALSE(box.isLinked);
     EXPECT_EQ(screen.sections()[2].rows[0].label, "Dropbox");
+
+    // Linked again with no keyring: the answer is remembered, so nothing is asked.
+    box.runOnly = true;
+    flip(20, true);
+    nav_.answer(nav_.lastTicket, 1);
+    EXPECT_EQ(box.calls.back(), "authorize root");
+    const std::size_t before = nav_.alerts.size();
+    nav_.act(id_, [&](Screen&) { nav_.edits.back().apply("A1b2C3", ""); });
+    EXPECT_EQ(nav_.alerts.size(), before);
+    EXPECT_EQ(screen.sections()[2].rows[0].label, "Dropbox (Root)");
+
+    // Without the internet, nothing opens.
+    box.isLinked = false;
+    nav_.online = false;
+    flip(20, true);
+    nav_.answer(nav_.lastTicket, 1);
+    EXPECT_EQ(nav_.alerts.back().message, "No Internet connectivity");
+    EXPECT_EQ(nav_.urls.size(), 2u);
 }
 
 TEST_F(SettingsScreen, RowsOpenTheirScreensAndLinksNeedTheInternet) {
