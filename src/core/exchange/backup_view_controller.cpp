@@ -356,40 +356,46 @@ void BackupViewController::syncDropbox() {
     navigator_.run(std::move(job));
 }
 
-void BackupViewController::uploadToDropbox(const std::string& name) {
+void BackupViewController::dropboxCall(const std::string& title, DropboxCall call, const std::string& failure,
+                                       std::function<void()> done) {
     DropboxSession* box = app_.dropbox();
     if (!box) return stopAction();
-    startAction(tr("Copying"));
+    startAction(title);
     Job job;
-    job.title = tr("Copying");
+    job.title = title;
     job.cancellable = true;
-    job.work = [this, box, name, local = pathOf(name),
-                remote = restPrefix_ + name](const Progress& progress) -> std::function<void()> {
-        auto failed = std::make_shared<std::optional<DropboxFailure>>(box->upload(local, remote, progress));
-        return [this, failed, name] {
-            if (dropboxFailed(*failed, tr("Copy to Dropbox failed"))) return;
-            if (!onRemote(name)) remoteBackups_.push_back(name);
-            stopAction();
+    job.work = [this, box, call = std::move(call), failure,
+                done = std::move(done)](const Progress& progress) -> std::function<void()> {
+        auto failed = std::make_shared<std::optional<DropboxFailure>>(call(*box, progress));
+        return [this, failed, failure, done] {
+            if (!dropboxFailed(*failed, failure)) done();
         };
     };
     navigator_.run(std::move(job));
 }
 
+void BackupViewController::uploadToDropbox(const std::string& name) {
+    dropboxCall(
+        tr("Copying"),
+        [local = pathOf(name), remote = restPrefix_ + name](DropboxSession& box, const Progress& progress) {
+            return box.upload(local, remote, progress);
+        },
+        tr("Copy to Dropbox failed"),
+        [this, name] {
+            if (!onRemote(name)) remoteBackups_.push_back(name);
+            stopAction();
+        });
+}
+
 void BackupViewController::deleteFromDropbox(const std::string& name) {
-    DropboxSession* box = app_.dropbox();
-    if (!box) return;
-    startAction(tr("Deleting"));
-    Job job;
-    job.title = tr("Deleting");
-    job.work = [this, box, name, remote = restPrefix_ + name](const Progress&) -> std::function<void()> {
-        auto failed = std::make_shared<std::optional<DropboxFailure>>(box->remove(remote));
-        return [this, failed, name] {
-            if (dropboxFailed(*failed, tr("Delete from Dropbox failed"))) return;
+    dropboxCall(
+        tr("Deleting"),
+        [remote = restPrefix_ + name](DropboxSession& box, const Progress&) { return box.remove(remote); },
+        tr("Delete from Dropbox failed"),
+        [this, name] {
             std::erase(remoteBackups_, name);
             stopAction();
-        };
-    };
-    navigator_.run(std::move(job));
+        });
 }
 
 bool BackupViewController::dropboxFailed(const std::optional<DropboxFailure>& failure,
@@ -590,23 +596,18 @@ void BackupViewController::answerAlert(int tag, int button) {
 
 void BackupViewController::fetchThenOpen(const std::string& name, FileAction action) {
     if (selectedSegmentIndex_ == 1) {
-        DropboxSession* box = app_.dropbox();
-        if (!box || !online()) return;
-        startAction(tr("Copying"));
-        Job job;
-        job.title = tr("Copying");
-        job.cancellable = true;
-        job.work = [this, box, name, action, remote = restPrefix_ + name,
-                    folder = directory_](const Progress& progress) -> std::function<void()> {
-            auto failed = std::make_shared<std::optional<DropboxFailure>>(
-                box->download(remote, folder, name, progress));
-            return [this, failed, name, action] {
-                if (dropboxFailed(*failed, tr("Copy from Dropbox failed"))) return;
+        if (!online()) return;
+        dropboxCall(
+            tr("Copying"),
+            [remote = restPrefix_ + name, folder = directory_, name](DropboxSession& box,
+                                                                     const Progress& progress) {
+                return box.download(remote, folder, name, progress);
+            },
+            tr("Copy from Dropbox failed"),
+            [this, name, action] {
                 stopAction();
                 openLocal(name, action);
-            };
-        };
-        navigator_.run(std::move(job));
+            });
         return;
     }
     if (!app_.cloudSync()) return;

@@ -111,6 +111,12 @@ private:
     // Dropbox's side: each a job under the busy title, reporting to this screen.
     void syncDropbox();
     void uploadToDropbox(const std::string& name);
+    // One call to Dropbox as a cancellable job under a busy title; done runs when it succeeded, the
+    // failure's alert (with failure as its text) when it did not.
+    using DropboxCall =
+        std::function<std::optional<DropboxFailure>(DropboxSession& box, const Progress& progress)>;
+    void dropboxCall(const std::string& title, DropboxCall call, const std::string& failure,
+                     std::function<void()> done);
     void deleteFromDropbox(const std::string& name);
     // An outcome of Dropbox work: true when it failed, after the busy state ended and the user was told
     // (a cancel is not told; a link that has ended is).
