@@ -6,6 +6,8 @@
 #include <QProcess>
 #include <QStandardPaths>
 
+#include "ui/markup.h"
+
 namespace numbrel::app {
 
 bool desktopCanSendMail() {
@@ -20,7 +22,9 @@ bool desktopCanSendMail() {
 
 bool desktopComposeMail(const Mail& mail) {
     auto qs = [](const std::string& s) { return QString::fromStdString(s); };
-    QStringList args{"--subject", qs(mail.subject), "--body", qs(mail.body)};
+    // A mailto: body is plain text: an HTML body goes as its text, where mail clients link the addresses.
+    QStringList args{"--subject", qs(mail.subject), "--body",
+                     qs(mail.html ? textOfMarkup(mail.body) : mail.body)};
     if (!mail.attachmentPath.empty()) args << "--attach" << qs(mail.attachmentPath);
     if (!mail.to.empty()) args << qs(mail.to);
     QString mailer = QStandardPaths::findExecutable("xdg-email");

@@ -15,6 +15,10 @@ QString JobRunner::title() const {
     return current_ ? QString::fromStdString(current_->job.title) : QString();
 }
 
+QString JobRunner::message() const {
+    return current_ ? QString::fromStdString(current_->job.message) : QString();
+}
+
 void JobRunner::start(Job job, Deliver deliver) {
     queue_.push_back({std::move(job), std::move(deliver)});
     if (!current_) next();

@@ -21,6 +21,7 @@ class JobRunner : public QObject, public Singleton<JobRunner> {
     QML_SINGLETON
     Q_PROPERTY(bool running READ running NOTIFY runningChanged)
     Q_PROPERTY(QString title READ title NOTIFY runningChanged)
+    Q_PROPERTY(QString message READ message NOTIFY runningChanged)
     Q_PROPERTY(bool cancellable READ cancellable NOTIFY runningChanged)
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
 
@@ -36,6 +37,7 @@ public:
     void start(Job job, Deliver deliver);
     bool running() const { return current_.has_value(); }
     QString title() const;
+    QString message() const;
     bool cancellable() const { return current_ && current_->job.cancellable; }
     double progress() const { return progress_.load(); }
     Q_INVOKABLE void cancel() { cancelled_ = true; }

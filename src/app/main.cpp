@@ -21,6 +21,7 @@
 #include "job_runner.h"
 #include "navigation_stack.h"
 #include "plist/date_text.h"
+#include "price_client.h"
 #include "queued_notifier.h"
 #include "quit_on_signals.h"
 #include "session.h"
@@ -152,6 +153,9 @@ int main(int argc, char** argv) {
             std::cerr << "numbrel: Dropbox: " << problem << "\n";
     }
     delegate.setDropbox(dropbox.get());
+    // The price comparison service: its address is read from numbrel.conf when the button is pressed.
+    net::PriceClient prices;
+    delegate.setPriceService(&prices);
 
     app::JobRunner jobs(nullptr);
     app::ValueEditor editor(delegate.formatter());

@@ -188,6 +188,10 @@ void MainModel::settingsAction() {
     act([&] { root_.settingsAction(); });
 }
 
+void MainModel::actionAction() {
+    act([&] { root_.actionAction(); });
+}
+
 void MainModel::appear() {
     act([&] { root_.appearAction(); });
 }

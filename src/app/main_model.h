@@ -75,6 +75,7 @@ public:
     Q_INVOKABLE void metersAction();
     Q_INVOKABLE void addAction();
     Q_INVOKABLE void settingsAction();
+    Q_INVOKABLE void actionAction();  // the price comparison
     Q_INVOKABLE void appear();
 
     // Reads the document again (when the main screen is on top; otherwise once it is again).

@@ -2,8 +2,6 @@
 
 #include <QDir>
 
-#include <QNetworkInformation>
-
 #include "desktop.h"
 #include "entry_model.h"
 #include "help_model.h"
@@ -112,24 +110,6 @@ void NavigationStack::alert(std::uint64_t ticket, const Alert& a) {
 
 void NavigationStack::openUrl(const std::string& url) {
     desktopOpenUrl(url);
-}
-
-bool NavigationStack::internetReachable() const {
-    return net::internetReachable();
-}
-
-bool NavigationStack::localNetworkReachable() const {
-    // The platform's word first, as a hint: loaded when first asked, so start-up does not wait for it.
-    static const bool loaded =
-        QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability);
-    if (loaded)
-        if (QNetworkInformation* info = QNetworkInformation::instance())
-            if (info->reachability() == QNetworkInformation::Reachability::Disconnected) return false;
-    return net::localNetworkReachable();
-}
-
-std::string NavigationStack::localIPAddress() const {
-    return net::localIPAddress();
 }
 
 std::unique_ptr<TransferServer> NavigationStack::makeTransferServer() {

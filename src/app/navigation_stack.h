@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 
+#include "network_reachability.h"
 #include "singleton.h"
 #include "ui/screen_stack.h"
 
@@ -61,9 +62,9 @@ public:
 
     // Navigator
     void openUrl(const std::string& url) override;
-    bool internetReachable() const override;
-    bool localNetworkReachable() const override;
-    std::string localIPAddress() const override;
+    const Reachability& reachability() const override { return *reachability_; }
+    // Another answer to what can be reached (tests); the network's own by default.
+    void setReachability(const Reachability& reachability) { reachability_ = &reachability; }
     std::unique_ptr<TransferServer> makeTransferServer() override;
     bool canSendMail() const override;
     void composeMail(const Mail& mail) override;
@@ -104,6 +105,8 @@ private:
     std::map<int, std::function<void(const std::vector<std::string>&)>> choices_;
     int nextChoice_ = 1;
     mutable std::unique_ptr<QTemporaryDir> temporary_;  // mail attachments, removed when the app ends
+    NetworkReachability network_;
+    const Reachability* reachability_ = &network_;
 };
 
 QVariantMap toVariant(const Alert& alert);

@@ -184,6 +184,7 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     addTransferCommands(commands);
     addCloudCommands(commands);
     addDropboxCommands(commands);
+    addCompareCommands(commands);
 
     auto printHelp = [&](std::ostream& to) {
         to << kGlobalHelp;

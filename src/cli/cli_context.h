@@ -124,6 +124,7 @@ void addSettingsCommands(std::vector<Command>& commands);
 void addTransferCommands(std::vector<Command>& commands);
 void addCloudCommands(std::vector<Command>& commands);
 void addDropboxCommands(std::vector<Command>& commands);
+void addCompareCommands(std::vector<Command>& commands);
 // restore FILE [--install] and import FILE [--yes [--no-backup]], for commands that fetch the file first.
 void restoreCommand(Context& ctx, Args& args);
 void importCommand(Context& ctx, Args& args);

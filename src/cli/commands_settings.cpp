@@ -71,9 +71,7 @@ class ScriptedStack : public ScreenStack {
 public:
     explicit ScriptedStack(const Configuration& configuration) : configuration_(configuration) {}
     void openUrl(const std::string& url) override { urls.push_back(url); }
-    bool internetReachable() const override { return net::internetReachable(); }
-    bool localNetworkReachable() const override { return net::localNetworkReachable(); }
-    std::string localIPAddress() const override { return net::localIPAddress(); }
+    const Reachability& reachability() const override { return network_; }
     // The pages run while the command does: an alert left open is closed when it ends.
     std::unique_ptr<TransferServer> makeTransferServer() override {
         return std::make_unique<net::PagesServer>(net::transferOptions(configuration_), nullptr);
@@ -95,6 +93,7 @@ protected:
 
 private:
     const Configuration& configuration_;
+    net::SystemReachability network_;
 };
 
 nlohmann::ordered_json screenJson(Screen& screen) {

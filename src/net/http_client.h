@@ -1,7 +1,7 @@
-// HTTPS requests through libcurl, for services the app talks to (Dropbox): blocking, for the work of a
-// job. The other side is not trusted: certificates are checked against the given roots only, nothing
-// is followed elsewhere, replies are bounded in size and time, and a file is received under a hidden
-// name that the caller renames once it is checked.
+// HTTPS requests through libcurl, for services the app talks to (Dropbox, the price comparison):
+// blocking, for the work of a job. The other side is not trusted: certificates are checked against the given
+// roots only, nothing is followed elsewhere, replies are bounded in size and time, and a file is received
+// under a hidden name that the caller renames once it is checked.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +23,9 @@ struct HttpRequest {
     // Where a reply's body goes when not kept in memory (the file is made or emptied).
     std::string saveTo;
     std::uint64_t maxBody = 16u << 20;          // a reply kept in memory may not be larger
+    bool cutAtMaxBody = false;                  // a larger one is read that far and no further
+    bool plainHttp = false;                     // plain http to any host (a service offering nothing else)
+    long timeoutSeconds = 0;                    // for the whole exchange; 0: only the stall limit
     std::function<bool(double done)> progress;  // false stops the transfer
 };
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "ui/reachability.h"
+
 namespace numbrel::net {
 
 // From the kernel's routing tables (/proc/net/route, /proc/net/ipv6_route).
@@ -25,5 +27,13 @@ struct InterfaceAddress {
 std::string chooseLocalAddress(const std::vector<InterfaceAddress>& addresses, const std::string& ipv4Routes);
 // Whether a local network can be reached: an address from localIPAddress.
 bool localNetworkReachable();
+
+// The answers above as the screens ask for them.
+class SystemReachability : public Reachability {
+public:
+    bool internetReachable() const override { return net::internetReachable(); }
+    bool localNetworkReachable() const override { return net::localNetworkReachable(); }
+    std::string localIPAddress() const override { return net::localIPAddress(); }
+};
 
 }  // namespace numbrel::net

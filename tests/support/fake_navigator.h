@@ -5,9 +5,11 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
+#include "support/fake_reachability.h"
 #include "ui/screen_stack.h"
 
 namespace numbrel::test {
@@ -27,9 +29,7 @@ public:
         ScreenStack::pop();
     }
     void openUrl(const std::string& url) override { urls.push_back(url); }
-    bool internetReachable() const override { return online; }
-    bool localNetworkReachable() const override { return localNetwork; }
-    std::string localIPAddress() const override { return address; }
+    const Reachability& reachability() const override { return network; }
     // A server that records what it is asked; the test calls uploaded() as a file would arrive.
     struct FakeServer : TransferServer {
         explicit FakeServer(FakeNavigator& owner) : nav(owner) {}
@@ -65,6 +65,21 @@ public:
         }
         return n;
     }
+    // A screen's work waits, when asked, until the test finishes it (Cancel pressed or not).
+    void run(Job job) override {
+        if (!holdJobs) return ScreenStack::run(std::move(job));
+        heldJobs.push_back({acting(), std::move(job)});
+    }
+    // Finishes the oldest held work as if Cancel was (or was not) pressed while it ran; false when
+    // none was held.
+    bool finishJob(bool cancelled = false) {
+        if (heldJobs.empty()) return false;
+        auto [owner, job] = std::move(heldJobs.front());
+        heldJobs.erase(heldJobs.begin());
+        if (std::function<void()> apply = job.work([cancelled](double) { return !cancelled; }))
+            guarded(owner, std::move(apply))();
+        return true;
+    }
     void editValue(ValueEdit edit) override { edits.push_back(std::move(edit)); }
     bool canSendMail() const override { return mailer; }
     void composeMail(const Mail& mail) override { mails.push_back(mail); }
@@ -78,9 +93,7 @@ public:
     std::vector<Mail> mails;
     std::vector<ValueEdit> edits;  // editors the screens opened themselves
     bool mailer = false;
-    bool online = true;
-    bool localNetwork = true;
-    std::string address = "192.168.1.20";
+    FakeReachability network;
     std::string serverProblem;       // a server that cannot start says this
     std::string serving;             // the folder served while a server runs
     std::function<void()> uploaded;  // what a running server calls when a file arrives
@@ -88,6 +101,8 @@ public:
     int dismissals = 0;
     bool holdAppJobs = false;
     std::vector<Job> heldAppJobs;
+    bool holdJobs = false;
+    std::vector<std::pair<Id, Job>> heldJobs;
 
 protected:
     void alert(std::uint64_t ticket, const Alert& a) override {

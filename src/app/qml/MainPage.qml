@@ -113,9 +113,18 @@ Page {
         background: Rectangle { color: Theme.bar; Rectangle { width: parent.width; height: 1; color: Theme.separator } }
         RowLayout {
             anchors.fill: parent
-            anchors.leftMargin: 8
+            anchors.leftMargin: 4
             anchors.rightMargin: 4
             spacing: 8
+            ToolButton {
+                objectName: "compareButton"
+                icon.source: pager.drawn ? "qrc:/Numbrel/icons/power.svg" : ""
+                icon.color: Theme.tint
+                ToolTip.visible: hovered
+                ToolTip.delay: 600
+                ToolTip.text: qsTr("Price Comparison")
+                onClicked: page.model.actionAction()
+            }
             Item { Layout.fillWidth: true }
             Repeater {
                 model: page.model.toolbar

@@ -32,6 +32,13 @@ Popup {
             horizontalAlignment: Text.AlignHCenter
             Layout.fillWidth: true
         }
+        Label {
+            text: Jobs.message
+            visible: text !== ""
+            wrapMode: Text.Wrap
+            horizontalAlignment: Text.AlignHCenter
+            Layout.fillWidth: true
+        }
         ProgressBar {
             objectName: "jobProgress"
             from: 0

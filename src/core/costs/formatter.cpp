@@ -16,6 +16,13 @@
 
 namespace numbrel {
 
+std::string printfFixed(double value, int decimals) {
+    char buf[400];  // the largest double has 309 whole digits
+    auto [end, ec] =
+        std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, std::clamp(decimals, 0, 20));
+    return ec == std::errc() ? std::string(buf, end) : std::string("0");
+}
+
 namespace nf = icu::number;
 
 namespace {

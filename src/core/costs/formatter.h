@@ -14,6 +14,10 @@ namespace numbrel {
 
 class Environment;
 
+// A field the system writes with a C format ("%.1f", "%.0f"): exactly decimals decimals, rounded as
+// printf rounds, with "." whatever the process locale says.
+std::string printfFixed(double value, int decimals);
+
 class Formatter {
 public:
     explicit Formatter(const Environment& env);

@@ -55,7 +55,7 @@ void BackupViewController::chooseStore(bool sync) {
     // account is linked and the internet can be reached; else Dropbox on those terms; else none.
     CloudSync* cloud = app_.cloudSync();
     const DropboxSession* box = app_.dropbox();
-    const bool dropbox = box && box->linked() && navigator_.internetReachable();
+    const bool dropbox = box && box->linked() && navigator_.reachability().internetReachable();
     const int before = selectedSegmentIndex_;
     bothStores_ = false;
     if (app_.hasDocumentCloud() && boolOf(app_.settings(), "icloud")) {
@@ -110,7 +110,7 @@ std::string BackupViewController::remoteTitle() const {
 }
 
 bool BackupViewController::online() {
-    if (navigator_.internetReachable()) return true;
+    if (navigator_.reachability().internetReachable()) return true;
     navigator_.present(noInternetAlert());
     return false;
 }
@@ -172,8 +172,8 @@ std::vector<Section> BackupViewController::sections() const {
 }
 
 void BackupViewController::wifiAction() {
-    const std::string address = navigator_.localIPAddress();
-    if (!navigator_.localNetworkReachable() || address == "(error)") {
+    const std::string address = navigator_.reachability().localIPAddress();
+    if (!navigator_.reachability().localNetworkReachable() || address == "(error)") {
         warn(tr("No wireless connectivity"));
         return;
     }

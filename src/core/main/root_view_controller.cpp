@@ -8,6 +8,7 @@
 #include "exchange/backup.h"
 #include "exchange/backup_view_controller.h"
 #include "main/meters_view_controller.h"
+#include "main/price_comparison.h"
 #include "readings/add_view_controller.h"
 #include "readings/current_view_controller.h"
 #include "readings/readings_view_controller.h"
@@ -83,14 +84,77 @@ void RootViewController::answerAlert(int tag, int button) {
     if (tag == kSettingsSheetTag && button == 1)
         navigator_.push(std::make_unique<SettingsViewController>(app_, navigator_, tablet()));
     if (tag == kSettingsSheetTag && button == 2) {
-        if (navigator_.internetReachable())
+        if (navigator_.reachability().internetReachable())
             navigator_.push(
                 std::make_unique<HelpBrowser>(navigator_, app_.configuration().value("help.page")));
         else
             navigator_.present(noInternetAlert());
     }
     if (tag == kReviewTag) answerReview(button);
+    if (tag == kComparisonChoiceTag || tag == kPriceResultTag || tag == kMoreInfoTag)
+        answerComparison(tag, button);
     if (tag >= kFirstTourTag && tag <= kLastTourTag) answerTour(tag, button);
+}
+
+void RootViewController::actionAction() {
+    const Value* m = meter(meterIndex());
+    if (!m || !comparable(*m)) {
+        navigator_.present(eligibilityAlert());
+        return;
+    }
+    const std::string service = priceService(app_.configuration());
+    if (!app_.priceService() || !usablePriceService(service)) {
+        navigator_.present(noServiceAlert(service));
+        return;
+    }
+    if (!navigator_.reachability().internetReachable()) {
+        navigator_.present(noInternetAlert());
+        return;
+    }
+    if (dualPartner(app_.settings(), meterIndex()))
+        navigator_.present(comparisonChoice(*m));
+    else
+        compareAction(false);
+}
+
+void RootViewController::compareAction(bool dual) {
+    PriceService* service = app_.priceService();
+    if (!service) return;
+    PriceRequest request = priceRequest(app_, meterIndex(), dual);
+    Job job;
+    job.title = tr("Please Wait");
+    job.message = fill("%@ ...", {tr("Getting energy supplier prices for your usage and postcode")});
+    job.cancellable = true;
+    job.work = [this, service, url = priceUrl(priceService(app_.configuration()), request.db()),
+                request = std::move(request)](const Progress& progress) -> std::function<void()> {
+        PriceReply reply = service->post(url, request.body, progress);
+        if (reply.cancelled) return nullptr;
+        return [this, request, reply = std::move(reply)] {
+            if (auto alert = comparisonOutcome(app_, request, reply, navigator_.canSendMail(), moreInfo_))
+                navigator_.present(*alert);
+        };
+    };
+    navigator_.run(std::move(job));
+}
+
+void RootViewController::answerComparison(int tag, int button) {
+    if (tag == kComparisonChoiceTag && button <= 1) compareAction(button == 1);
+    if (tag == kPriceResultTag && button == 1) {
+        if (moreInfo_.empty())
+            navigator_.present(Alert{
+                0, tr("More Information"), tr("The service gave no link to a specific quote"), {tr("OK")}});
+        else
+            navigator_.present(moreInfoAlert(navigator_.canSendMail()));
+    }
+    if (tag != kMoreInfoTag || moreInfo_.empty()) return;
+    if (button == 1) {
+        if (navigator_.reachability().internetReachable())
+            navigator_.openUrl(moreInfo_);
+        else
+            navigator_.present(noInternetAlert());
+    }
+    if (button == 2)
+        navigator_.composeMail(linkMail(moreInfo_, std::string(stringOf(app_.settings(), "email"))));
 }
 
 void RootViewController::setWindowSize(double width, double height) {
@@ -332,7 +396,7 @@ void RootViewController::answerReview(int button) {
         return;
     }
     if (button == 1) {
-        if (!navigator_.internetReachable()) {
+        if (!navigator_.reachability().internetReachable()) {
             navigator_.present(noInternetAlert());
             return;
         }

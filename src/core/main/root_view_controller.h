@@ -33,6 +33,13 @@ public:
     void selectPageRow(int page, int section, int row);
     // The gear button: the gear menu (an action sheet).
     void settingsAction();
+    // The power-switch button: the price comparison of the meter shown, when it can be compared, a
+    // service is configured and the internet can be reached; with a partner of the other fuel, the
+    // user chooses one fuel or both first.
+    void actionAction();
+    // Sends the comparison (both fuels when dual and the meter has its partner) as a job with Cancel;
+    // the result or failure is shown when the reply has been read.
+    void compareAction(bool dual);
 
     // The window: narrower than 700 points is a phone, else a tablet; wider than tall with the
     // setting "landscape" on is landscape (the range control and range table apply).
@@ -115,7 +122,9 @@ private:
     std::map<int, std::string> current_;  // Current row text per page, from the last drawing
     std::map<int, CurrentFigure> figures_;
     void answerTour(int tag, int button);
-    int nextTag_ = 100;  // the tour's step after the one shown; 100 when no tour runs
+    void answerComparison(int tag, int button);
+    std::string moreInfo_;  // the link to the full quote from the last reply
+    int nextTag_ = 100;     // the tour's step after the one shown; 100 when no tour runs
 };
 
 // "Latest Backup: <short date>" from the newest backup file name in the folder, or

@@ -26,14 +26,6 @@ void field(std::string& out, std::string_view text, bool first = false) {
     out += '"';
 }
 
-// "%.0<P>f": fixed with P decimals, without the process locale's decimal separator.
-std::string fixed(double value, int precision) {
-    char buf[400];
-    auto [end, ec] =
-        std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, std::clamp(precision, 0, 20));
-    return ec == std::errc() ? std::string(buf, end) : std::string("0");
-}
-
 }  // namespace
 
 CsvFile exportCsv(const Value& document, const Engine& engine, const Formatter& formatter,
@@ -112,9 +104,9 @@ CsvFile exportCsv(const Value& document, const Engine& engine, const Formatter& 
                 double u = engine.usage(mi, 0, i + 1, i), k = engine.cost(mi, 0, i + 1, i),
                        d = engine.days(mi, i + 1, i);
                 field(out, formatter.formatUsage(u, m));
-                field(out, fixed(k, P));
+                field(out, printfFixed(k, P));
                 field(out, formatter.formatUsage(u * d, m));
-                field(out, fixed(k * d, P));
+                field(out, printfFixed(k * d, P));
             } else {
                 out += ",\"0\",\"0\",\"0\",\"0\"";
             }

@@ -26,13 +26,6 @@ const char* const kWeekdays[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat
 // Per-day values scaled to the period control's choice (the whole interval is handled apart).
 constexpr double kScale[6] = {0, 1, 7, 365.0 / 12, 91.25, 365};
 
-// "%.1f", without the process locale's decimal separator.
-std::string oneDecimal(double v) {
-    char buf[64];
-    auto [end, ec] = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::fixed, 1);
-    return std::string(buf, end);
-}
-
 std::string twoDigits(int v) {
     return (v < 10 ? "0" : "") + std::to_string(v);
 }
@@ -282,11 +275,11 @@ void ReadingsViewController::answerUsageSheet(int button) {
         double d = engine.days(meter_, last_, 0), u = engine.usage(meter_, 0, last_, 0),
                k = engine.cost(meter_, 0, last_, 0);
         if (costs) {
-            alert(title, fill("%@ %@, %@\n" + oneDecimal(d) + " %@\n%@\n%@ %@, %@/%@",
+            alert(title, fill("%@ %@, %@\n" + printfFixed(d, 1) + " %@\n%@\n%@ %@, %@/%@",
                               {f.formatUsage(u * d, m), units, f.formatCost(k * d, m), tr("days"), tr("or"),
                                f.formatUsage(u, m), units, f.formatCost(k, m), tr("day")}));
         } else {
-            alert(title, fill("%@ %@, " + oneDecimal(d) + " %@\n%@\n%@ %@/%@",
+            alert(title, fill("%@ %@, " + printfFixed(d, 1) + " %@\n%@\n%@ %@/%@",
                               {f.formatUsage(u * d, m), units, tr("days"), tr("or"), f.formatUsage(u, m),
                                units, tr("day")}));
         }
@@ -311,11 +304,11 @@ void ReadingsViewController::answerUsageSheet(int button) {
         std::string when = f.formatDate(expected, Formatter::DateStyle::Short, false);
         if (costs) {
             alert(title,
-                  fill("%@ %@\n%@ %@, %@\n" + oneDecimal(B) + " %@\n%@\n%@ %@, %@/%@",
+                  fill("%@ %@\n%@ %@, %@\n" + printfFixed(B, 1) + " %@\n%@\n%@ %@, %@/%@",
                        {tr("Expected on"), when, f.formatUsage(B * p, m), units, f.formatCost(B * q, m),
                         tr("days"), tr("or"), f.formatUsage(p, m), units, f.formatCost(q, m), tr("day")}));
         } else {
-            alert(title, fill("%@ %@\n%@ %@, " + oneDecimal(B) + " %@\n%@\n%@ %@/%@",
+            alert(title, fill("%@ %@\n%@ %@, " + printfFixed(B, 1) + " %@\n%@\n%@ %@/%@",
                               {tr("Expected on"), when, f.formatUsage(B * p, m), units, tr("days"), tr("or"),
                                f.formatUsage(p, m), units, tr("day")}));
         }

@@ -57,7 +57,7 @@ const char* const kThemeNames[] = {"Black", "Red", "Green", "Blue", "Red, Green 
 }  // namespace
 
 void openLink(Navigator& navigator, const std::string& url) {
-    if (!navigator.internetReachable()) {
+    if (!navigator.reachability().internetReachable()) {
         navigator.present(noInternetAlert());
         return;
     }
@@ -185,7 +185,7 @@ void SettingsViewController::startLink(bool root) {
             Alert{0, tr("Warning!"), tr("Dropbox is not available in this copy of Numbrel"), {tr("OK")}});
         return;
     }
-    if (!navigator_.internetReachable()) {
+    if (!navigator_.reachability().internetReachable()) {
         navigator_.present(noInternetAlert());
         return;
     }

@@ -25,6 +25,7 @@ namespace numbrel {
 
 class CloudSync;
 class DropboxSession;
+class PriceService;
 
 class NumbrelAppDelegate {
 public:
@@ -120,6 +121,9 @@ public:
     // The Dropbox client, where the front end has one (it outlives every job); null otherwise.
     DropboxSession* dropbox() const { return dropbox_; }
     void setDropbox(DropboxSession* session) { dropbox_ = session; }
+    // The price comparison service, where the front end can reach one (it outlives every job).
+    PriceService* priceService() const { return priceService_; }
+    void setPriceService(PriceService* service) { priceService_ = service; }
     // The camera light: there is none on a desktop.
     bool hasTorch() const { return false; }
     void torchOn() {}
@@ -149,6 +153,7 @@ private:
     Hooks hooks_;
     CloudSync* cloudSync_ = nullptr;
     DropboxSession* dropbox_ = nullptr;
+    PriceService* priceService_ = nullptr;
     Notifier* notifier_ = nullptr;
     std::string reminderProblem_;
     Configuration configuration_;

@@ -9,4 +9,8 @@ namespace numbrel {
 
 std::string escapeMarkup(std::string_view text);
 
+// Simple HTML as plain text, for a mail client that takes only text: a paragraph ("<p>") starts after
+// a blank line, a "<br>" on a new line, other tags go, and the entities above are read back.
+std::string textOfMarkup(std::string_view html);
+
 }  // namespace numbrel

@@ -46,6 +46,11 @@ std::optional<Row> rowAt(const Screen& screen, int section, int row) {
 
 }  // namespace
 
+const Reachability& Navigator::reachability() const {
+    static const AssumedReachability assumed;
+    return assumed;
+}
+
 std::string Navigator::temporaryFolder() const {
     std::error_code ec;
     std::filesystem::path dir = std::filesystem::temp_directory_path(ec) / "numbrel";

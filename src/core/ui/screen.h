@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ui/alert.h"
+#include "ui/reachability.h"
 #include "ui/transfer_server.h"
 
 namespace numbrel {
@@ -82,13 +83,14 @@ struct ValueEdit {
     std::function<bool()> valid;
 };
 
-// A mail to hand to the mail composer: recipient (may be empty), subject, plain-text body and one file
-// attached whole under its own name.
+// A mail to hand to the mail composer: recipient (may be empty), subject, body (plain text, or HTML
+// when html is set) and one file attached whole under its own name.
 struct Mail {
     std::string to;
     std::string subject;
     std::string body;
     std::string attachmentPath;
+    bool html = false;
 };
 
 // How far long work has come (0 to 1); answering false asks it to stop.
@@ -100,6 +102,7 @@ using Progress = std::function<bool(double done)>;
 // exists.
 struct Job {
     std::string title;         // said while it runs ("Restoring…")
+    std::string message;       // said under the title, when there is more to say
     bool cancellable = false;  // a Cancel button stops it through its progress
     std::function<std::function<void()>(const Progress& progress)> work;
 };
@@ -118,12 +121,8 @@ public:
     virtual void present(const Alert& alert, std::function<void(int button)> /*answered*/) { present(alert); }
     virtual void dismiss() = 0;  // closes the presented screen or alert
     virtual void openUrl(const std::string& url) = 0;
-    // Whether the internet can be reached, asked before a link opens or anything goes out.
-    virtual bool internetReachable() const { return true; }
-    // The local network, for the Wi-Fi transfer pages: whether one can be reached, and this machine's
-    // address on it ("(error)" when it has none).
-    virtual bool localNetworkReachable() const { return false; }
-    virtual std::string localIPAddress() const { return "(error)"; }
+    // Whether the internet or the local network can be reached, asked before anything goes out.
+    virtual const Reachability& reachability() const;
     // A server for the transfer pages, where the front end can run one (null where it cannot).
     virtual std::unique_ptr<TransferServer> makeTransferServer() { return nullptr; }
     // The mail composer, where the platform has one.

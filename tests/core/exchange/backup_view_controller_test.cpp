@@ -190,8 +190,8 @@ TEST_F(BackupsScreen, WifiServesWhileItsAlertIsOpen) {
 
     // Without a local network, or without an address on it, nothing starts.
     for (auto [network, address] : {std::pair{false, "192.168.1.20"}, std::pair{true, "(error)"}}) {
-        nav_.localNetwork = network;
-        nav_.address = address;
+        nav_.network.localNetwork = network;
+        nav_.network.address = address;
         screen.selectRow(0, 0);
         ASSERT_FALSE(nav_.alerts.empty());
         EXPECT_EQ(nav_.alerts.back().title, "Warning!");
@@ -200,8 +200,8 @@ TEST_F(BackupsScreen, WifiServesWhileItsAlertIsOpen) {
         screen.answerAlert(nav_.alerts.back().tag, 0);
     }
 
-    nav_.localNetwork = true;
-    nav_.address = "192.168.1.20";
+    nav_.network.localNetwork = true;
+    nav_.network.address = "192.168.1.20";
     screen.selectRow(0, 0);
     ASSERT_TRUE(screen.serving());
     EXPECT_EQ(nav_.serving, docs_);

@@ -394,7 +394,7 @@ TEST_F(CloudSyncTest, WithDropboxLinkedTooTheTitleBarChoosesTheStore) {
     EXPECT_EQ(screen.title(), "iCloud");
     EXPECT_EQ(rows(*a, id), (std::vector<std::string>{"nb20261123@090000.bak"}));
     // Offline, Dropbox is not offered at all.
-    a->nav.online = false;
+    a->nav.network.online = false;
     a->nav.act(id, [](Screen& s) { dynamic_cast<BackupViewController&>(s).refresh(); });
     EXPECT_TRUE(screen.titleSegments().empty());
     EXPECT_EQ(screen.selectedSegmentIndex(), 0);

@@ -208,7 +208,7 @@ TEST_F(DropboxBackups, EveryFailureIsToldAndTheListStaysAsItWas) {
 }
 
 TEST_F(DropboxBackups, WithoutTheInternetDropboxIsNotShownAndMailIsRefused) {
-    nav_.online = false;
+    nav_.network.online = false;
     nav_.mailer = true;
     box_.files = {{"/nb20261101@080000.bak", "a"}};
     test::writeFile(docs_ + "/nb20261103@080000.bak", "c");
@@ -218,7 +218,7 @@ TEST_F(DropboxBackups, WithoutTheInternetDropboxIsNotShownAndMailIsRefused) {
     choose("nb20261103@080000.bak", "Export by Email");
     EXPECT_EQ(lastMessage(), "No Internet connectivity");
     EXPECT_TRUE(nav_.mails.empty());
-    nav_.online = true;
+    nav_.network.online = true;
     choose("nb20261103@080000.bak", "Export by Email");
     ASSERT_EQ(nav_.mails.size(), 1u);
     EXPECT_EQ(nav_.mails[0].subject, "Numbrel Backup");

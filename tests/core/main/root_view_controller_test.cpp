@@ -156,14 +156,14 @@ TEST_F(MainScreen, TheReviewQuestionAndItsThreeAnswers) {
 
     // "OK" without the internet: a warning, and the date is kept.
     app_.settings().set("review", at("2026-11-01T00:00:00Z"));
-    nav_.online = false;
+    nav_.network.online = false;
     root.answerAlert(RootViewController::kReviewTag, 1);
     ASSERT_EQ(nav_.alerts.size(), 1u);
     EXPECT_EQ(nav_.alerts[0].message, "No Internet connectivity");
     EXPECT_EQ(app_.settings().find("review")->date(), at("2026-11-01T00:00:00Z"));
     EXPECT_TRUE(nav_.urls.empty());
     // With it: the review page, and never again.
-    nav_.online = true;
+    nav_.network.online = true;
     root.answerAlert(RootViewController::kReviewTag, 1);
     ASSERT_EQ(nav_.urls.size(), 1u);
     EXPECT_EQ(nav_.urls[0], app_.configuration().value("links.review"));
@@ -222,7 +222,7 @@ TEST_F(MainScreen, PageRowsOpenTheirScreensByWhatTheyAre) {
     EXPECT_EQ(nav_.pushed.back()->title(), "Settings");
     root.answerAlert(RootViewController::kSettingsSheetTag, 2);
     EXPECT_EQ(nav_.pushed.back()->title(), "User Guide");
-    nav_.online = false;
+    nav_.network.online = false;
     root.answerAlert(RootViewController::kSettingsSheetTag, 2);
     EXPECT_EQ(nav_.pushed.size(), 5u);
     EXPECT_EQ(nav_.alerts.back().message, "No Internet connectivity");

@@ -209,7 +209,7 @@ TEST_F(SettingsScreen, DropboxAsksWhereLinksWithTheCodeAndUnlinks) {
 
     // Without the internet, nothing opens.
     box.isLinked = false;
-    nav_.online = false;
+    nav_.network.online = false;
     flip(20, true);
     nav_.answer(nav_.lastTicket, 1);
     EXPECT_EQ(nav_.alerts.back().message, "No Internet connectivity");
@@ -248,7 +248,7 @@ TEST_F(SettingsScreen, RowsOpenTheirScreensAndLinksNeedTheInternet) {
     screen.selectRow(4, 0);
     ASSERT_EQ(nav_.urls.size(), 1u);
     EXPECT_EQ(nav_.urls[0], "https://example.org/help");
-    nav_.online = false;
+    nav_.network.online = false;
     screen.selectRow(5, 0);
     EXPECT_EQ(nav_.urls.size(), 1u);
     EXPECT_EQ(nav_.alerts.back().title, "Warning!");
@@ -341,7 +341,7 @@ TEST(HelpBrowserLinks, FilesLoadInsideOthersGoOutWithTheInternet) {
     EXPECT_TRUE(nav.urls.empty());
     EXPECT_FALSE(guide.linkAction("https://example.org/x"));
     EXPECT_EQ(nav.urls, (std::vector<std::string>{"https://example.org/x"}));
-    nav.online = false;
+    nav.network.online = false;
     EXPECT_FALSE(guide.linkAction("mailto:me@example.org"));
     EXPECT_EQ(nav.urls.size(), 1u);
     EXPECT_EQ(nav.alerts.back().message, "No Internet connectivity");
