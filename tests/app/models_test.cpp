@@ -19,13 +19,16 @@
 #include "cloud_folder_watcher.h"
 #include "entry_model.h"
 #include "job_runner.h"
+#include "main/price_comparison.h"
 #include "main_model.h"
 #include "navigation_stack.h"
 #include "queued_notifier.h"
 #include "readings_model.h"
 #include "store/configuration.h"
+#include "store/document.h"
 #include "support/app_fixture.h"
 #include "support/fake_notifier.h"
+#include "support/fake_reachability.h"
 #include "table_model.h"
 #include "value_editor.h"
 
@@ -247,6 +250,67 @@ TEST_F(AppModels, AJobCanBeStoppedAndItsProgressIsSeen) {
     waitForJobs();
     EXPECT_TRUE(stopped);
     EXPECT_TRUE(delivered);
+}
+
+// A price service that answers only once the test lets it, or stops when the job is cancelled.
+struct HeldPriceService : PriceService {
+    PriceReply post(const std::string&, const std::string&, const Progress& progress) override {
+        asked = true;
+        while (!answer)
+            if (!progress(0))
+                return PriceReply{{}, "cancelled", true};
+            else
+                QThread::msleep(5);
+        return PriceReply{"resultsCount=1 newPoundsPerAnnum=100", {}, false};
+    }
+    std::atomic<bool> asked{false}, answer{false};
+};
+
+TEST_F(AppModels, ThePriceComparisonWaitsWithCancelAndAnswersOnTheGuiThread) {
+    HeldPriceService service;
+    app_.setPriceService(&service);
+    app_.configuration().set("prices.endpoint", "http://127.0.0.1:1");
+    Value& m = (*metersOf(app_.settings()))[0];
+    m.set("code", "GBP");
+    m.set("postcode", "SW1A 1AA");
+    for (const char* when : {"2026-11-20T08:00:00Z", "2025-11-20T08:00:00Z"})
+        m.find("readings")
+            ->array()
+            .push_back(
+                Value::makeDictionary({{"date", test::at(when)}, {"reading", Value(Array{1.0, 0.0, 0.0})}}));
+    test::FakeReachability online;
+    stack_.setReachability(online);
+
+    for (bool cancel : {true, false}) {
+        SCOPED_TRACE(cancel ? "cancelled" : "answered");
+        service.asked = false;
+        const std::size_t shown = alerts_.size();
+        stack_.main()->actionAction();
+        ASSERT_TRUE(jobs_.running());
+        EXPECT_EQ(jobs_.title(), "Please Wait");
+        EXPECT_EQ(jobs_.message(), "Getting energy supplier prices for your usage and postcode ...");
+        EXPECT_TRUE(jobs_.cancellable());
+        ASSERT_TRUE(QTest::qWaitFor([&] { return service.asked.load(); }, 5000));
+        if (cancel)
+            jobs_.cancel();
+        else
+            service.answer = true;
+        waitForJobs();
+        if (cancel) {
+            EXPECT_EQ(alerts_.size(), shown);
+        } else {
+            ASSERT_EQ(alerts_.size(), shown + 1);
+            EXPECT_EQ(lastTitle(), "Price Comparison");
+            EXPECT_EQ(alerts_.back().value("buttons").toStringList(), (QStringList{"Cancel", "More Info"}));
+        }
+    }
+    // Offline, nothing is asked of the service.
+    online.online = false;
+    service.asked = false;
+    stack_.main()->actionAction();
+    EXPECT_FALSE(jobs_.running());
+    EXPECT_EQ(lastTitle(), "Warning!");
+    EXPECT_FALSE(service.asked);
 }
 
 }  // namespace

@@ -81,7 +81,8 @@ ApplicationWindow {
     }
 
     // Keys as a desktop has them: Escape goes back or cancels, Enter is the page's Save or Done, the
-    // arrows and Page Up/Down move between meters, Ctrl+Q quits (saving, as closing does).
+    // arrows and Page Up/Down move between meters, Ctrl+Q quits (saving, as closing does). While a job
+    // runs the window takes no edits: Escape is the job's Cancel (the progress dialog's own).
     readonly property bool rightIsDefault: !!stack.currentItem && (stack.currentItem.rightText === qsTr("Save") || stack.currentItem.rightText === qsTr("Done"))
     function back() {
         const page = stack.currentItem
@@ -89,11 +90,11 @@ ApplicationWindow {
         if (page.leftText !== "") page.leftAction()
         else if (page.rightText !== "") page.rightAction()
     }
-    Shortcut { sequence: "Escape"; enabled: stack.depth > 1; onActivated: window.back() }
-    Shortcut { sequences: ["Return", "Enter"]; enabled: window.rightIsDefault; onActivated: stack.currentItem.rightAction() }
+    Shortcut { sequence: "Escape"; enabled: stack.depth > 1 && !Jobs.running; onActivated: window.back() }
+    Shortcut { sequences: ["Return", "Enter"]; enabled: window.rightIsDefault && !Jobs.running; onActivated: stack.currentItem.rightAction() }
     Shortcut { sequence: StandardKey.Quit; context: Qt.ApplicationShortcut; onActivated: Qt.quit() }
-    Shortcut { sequences: ["Left", "PgUp"]; enabled: stack.depth === 1; onActivated: main.pageAction(Math.max(0, main.meterIndex - 1)) }
-    Shortcut { sequences: ["Right", "PgDown"]; enabled: stack.depth === 1; onActivated: main.pageAction(Math.min(main.pageCount - 1, main.meterIndex + 1)) }
+    Shortcut { sequences: ["Left", "PgUp"]; enabled: stack.depth === 1 && !Jobs.running; onActivated: main.pageAction(Math.max(0, main.meterIndex - 1)) }
+    Shortcut { sequences: ["Right", "PgDown"]; enabled: stack.depth === 1 && !Jobs.running; onActivated: main.pageAction(Math.min(main.pageCount - 1, main.meterIndex + 1)) }
 
     // The pages follow the navigation stack: one page per screen, drawn from the screen's model.
     StackView {

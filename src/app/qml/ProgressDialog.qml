@@ -47,6 +47,7 @@ Popup {
             indeterminate: Jobs.progress <= 0
             Layout.fillWidth: true
         }
+        Shortcut { sequence: "Escape"; enabled: popup.visible && Jobs.cancellable; onActivated: Jobs.cancel() }
         Button {
             objectName: "jobCancel"
             visible: Jobs.cancellable

@@ -161,6 +161,10 @@ void ReadingsViewController::exportReadings(bool all) {
     // With a mail client the export goes to a new mail, as it is meant to be sent; without one, where
     // the user chooses.
     if (navigator_.canSendMail()) {
+        if (!navigator_.reachability().internetReachable()) {
+            navigator_.present(noInternetAlert());
+            return;
+        }
         const std::string path = navigator_.temporaryFolder() + "/" + exportName(all);
         writeExport(all, path, [this, all, path] {
             std::string subject =

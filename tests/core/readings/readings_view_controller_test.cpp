@@ -91,5 +91,26 @@ TEST_F(ReadingsList, DeletingTheLastReadingClosesTheList) {
     EXPECT_EQ(nav_.pops, 1);
 }
 
+TEST_F(ReadingsList, TheExportByMailNeedsTheInternetAndCarriesTheFile) {
+    add("2026-03-10T08:00:00Z", 300);
+    add("2026-03-01T08:00:00Z", 200);
+    ReadingsViewController list(app_, nav_, 0);
+    nav_.mailer = true;
+    nav_.network.online = false;
+    list.exportReadings(false);
+    EXPECT_EQ(nav_.alerts.back(), noInternetAlert());
+    EXPECT_TRUE(nav_.mails.empty());
+    nav_.network.online = true;
+    app_.settings().set("email", "me@example.org");
+    list.exportReadings(false);
+    ASSERT_EQ(nav_.mails.size(), 1u);
+    EXPECT_EQ(nav_.mails[0].to, "me@example.org");
+    EXPECT_EQ(nav_.mails[0].subject, "Electricity Numbrel");
+    EXPECT_FALSE(nav_.mails[0].html);
+    EXPECT_NE(test::readFile(nav_.mails[0].attachmentPath)
+                  .find("\"Electricity\",\"10/03/2026, 08:00:00\",\"300.0\""),
+              std::string::npos);
+}
+
 }  // namespace
 }  // namespace numbrel
