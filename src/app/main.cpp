@@ -18,6 +18,7 @@
 #include "desktop_notifier.h"
 #include "dropbox_client.h"
 #include "exchange/cloud_sync.h"
+#include "gettext_translator.h"
 #include "job_runner.h"
 #include "navigation_stack.h"
 #include "plist/date_text.h"
@@ -63,7 +64,11 @@ void runSelfTestSteps(QQuickWindow* window, int step = 0) {
 int main(int argc, char** argv) {
     QElapsedTimer sinceStart;
     sinceStart.start();
-    QGuiApplication application(argc, argv);
+    QGuiApplication application(argc, argv);  // sets the process locale from the environment
+    // One catalogue for the core's texts and QML's.
+    numbrel::bindCatalogue();
+    numbrel::app::GettextTranslator translator;
+    QCoreApplication::installTranslator(&translator);
     QGuiApplication::setApplicationName("numbrel");
     QGuiApplication::setApplicationDisplayName("Numbrel");
     QQuickStyle::setStyle("Fusion");

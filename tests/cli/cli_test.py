@@ -36,6 +36,20 @@ class Cli(unittest.TestCase):
         self.assertIn("1  Gas (Gas): 2 readings, latest 2026-11-01 09:30", out)
         self.assertIn("Latest reading: 2026-11-20 08:00 (Electricity)", out)
 
+    def test_messages_follow_the_language_of_the_environment(self):
+        def message(**env):
+            cmd = [CLI, "--store", self.store, "--documents", self.tmp.name, *PINNED, "compare", "Gas", "--json"]
+            run = subprocess.run(cmd, capture_output=True, text=True, env=dict(os.environ, LC_ALL="", **env))
+            self.assertEqual(run.returncode, 2, run.stderr)
+            return json.loads(run.stdout)["alert"]
+        german = message(LANGUAGE="de", LANG="C.UTF-8")
+        self.assertEqual(german["title"], "Preisvergleich")
+        self.assertTrue(german["message"].startswith("Diese Funktion gibt es nur für Strom- und Gaszähler"))
+        # A German LANG chooses German messages even where that locale is not generated.
+        self.assertEqual(message(LANGUAGE="", LANG="de_DE.UTF-8")["title"], "Preisvergleich")
+        self.assertEqual(message(LANGUAGE="", LANG="C.UTF-8")["title"], "Price Comparison")
+        self.assertEqual(message(LANGUAGE="fr:de", LANG="C.UTF-8")["buttons"], ["OK"])
+
     def test_status_does_not_write_the_store(self):
         before = open(self.store, "rb").read()
         self.run_cli("status")

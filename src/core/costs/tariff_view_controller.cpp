@@ -15,10 +15,19 @@ namespace numbrel {
 
 namespace {
 
-const char* const kMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-const char* const kMonthNames[12] = {"January", "February", "March",     "April",   "May",      "June",
-                                     "July",    "August",   "September", "October", "November", "December"};
+const char* const kMonths[12] = {N_("Jan"), N_("Feb"), N_("Mar"), N_("Apr"), N_("May"), N_("Jun"),
+                                 N_("Jul"), N_("Aug"), N_("Sep"), N_("Oct"), N_("Nov"), N_("Dec")};
+const char* const kMonthNames[12] = {N_("January"),   N_("February"), N_("March"),    N_("April"),
+                                     N_("May"),       N_("June"),     N_("July"),     N_("August"),
+                                     N_("September"), N_("October"),  N_("November"), N_("December")};
+
+// A period word of the document ("day" ... "year") as shown; any other text as it is.
+std::string shownPeriod(std::string_view word) {
+    static const char* const kWords[] = {N_("day"), N_("week"), N_("month"), N_("quarter"), N_("year")};
+    for (const char* w : kWords)
+        if (word == w) return tr(w);
+    return std::string(word);
+}
 
 // What the editor's rows stand for; a row of a register's rates carries that register and its step or
 // month as index (register * 16 + step).
@@ -154,7 +163,7 @@ std::vector<Section> TariffViewController::sections() const {
                           tips ? tr("If you have multiple fixed rates, simply add them together") : "",
                           {plain("",
                                  fill("%@/%@", {f.formatCost(realOf(S, "fixed"), m, 0),
-                                                tr(std::string(stringOf(S, "period", "day")).c_str())}),
+                                                shownPeriod(stringOf(S, "period", "day"))}),
                                  kFixed)}});
 
     const Array* tariffs = arrayOf(S, "tariffs");
@@ -195,9 +204,9 @@ std::vector<Section> TariffViewController::sections() const {
                 }
             for (int k = 0; k <= std::min(n, 11); ++k) {
                 double u = step(k) ? realOf(*step(k), "units") : 0.0;
-                std::string detail = u > 0 ? f.formatDouble(u, m, -1) + "/" +
-                                                 tr(std::string(stringOf(*step(k), "period", "day")).c_str())
-                                           : (k == 0 ? tr("all") : tr("all remaining"));
+                std::string detail =
+                    u > 0 ? f.formatDouble(u, m, -1) + "/" + shownPeriod(stringOf(*step(k), "period", "day"))
+                          : (k == 0 ? tr("all") : tr("all remaining"));
                 s.rows.push_back(
                     plain(k == 0 ? tr("Initial units") : tr("Next units"), detail, kStepUnits, at + k));
                 s.rows.push_back(plain(tr("Rate"), rate(k), kRate, at + k));
@@ -210,15 +219,15 @@ std::vector<Section> TariffViewController::sections() const {
         out.push_back(std::move(s));
     }
 
-    out.push_back(
-        Section{tr("Discounts and Tax"),
-                tips ? tr("Include half of any dual fuel discount") : "",
-                {plain(tr("Discount"),
-                       fill("%@/%@", {f.formatCost(realOf(S, "discount"), m, 0),
-                                      tr(std::string(stringOf(S, "period2", "day")).c_str())}),
-                       kDiscount),
-                 plain(tr("Discount %"), f.formatDouble(realOf(S, "percent"), m, -1) + "%", kPercent),
-                 plain(tr("Tax %"), f.formatDouble(realOf(S, "tax"), m, -1) + "%", kTax)}});
+    out.push_back(Section{
+        tr("Discounts and Tax"),
+        tips ? tr("Include half of any dual fuel discount") : "",
+        {plain(tr("Discount"),
+               fill("%@/%@",
+                    {f.formatCost(realOf(S, "discount"), m, 0), shownPeriod(stringOf(S, "period2", "day"))}),
+               kDiscount),
+         plain(tr("Discount %"), f.formatDouble(realOf(S, "percent"), m, -1) + "%", kPercent),
+         plain(tr("Tax %"), f.formatDouble(realOf(S, "tax"), m, -1) + "%", kTax)}});
     if (previous_ >= 0) return out;
 
     Section previous{

@@ -433,7 +433,8 @@ Alert CsvVerification::alert(int tag) const {
     std::size_t n = rows.size();
     return Alert{tag,
                  tr("CSV File Verified"),
-                 fill(tr("%lu reading%s"), {std::to_string(n), n == 1 ? "" : "s"}),
+                 // "%lu reading%s" in English; whole texts, as other languages do not add a letter.
+                 n == 1 ? tr("1 reading") : fill(tr("%lu readings"), {std::to_string(n)}),
                  {tr("Cancel"), tr("Import")}};
 }
 
@@ -477,8 +478,9 @@ public:
         first_ = false;
         ImportRow row;
         row.date = *date;
-        static const char* const kInvalid[3] = {"Row %lu, invalid reading 1", "Row %lu, invalid reading 2",
-                                                "Row %lu, invalid reading 3"};
+        static const char* const kInvalid[3] = {N_("Row %lu, invalid reading 1"),
+                                                N_("Row %lu, invalid reading 2"),
+                                                N_("Row %lu, invalid reading 3")};
         for (int k = 0; k < 3; ++k) {
             std::string_view field = f[static_cast<std::size_t>(k + 2)];
             std::optional<double> v = field.empty() ? std::nullopt : leadingNumber(field, separator_);

@@ -190,12 +190,13 @@ CsvVerification verifyExport(std::string_view bytes, const Value& document, cons
         ImportRow r;
         std::optional<Date> date = reader.date(fields[1]);
         if (!date || exportDate(formatter, *date) != fields[1]) {
-            problem = row("Row %lu, invalid date format");
+            problem = row(N_("Row %lu, invalid date format"));
             return false;
         }
         r.date = *date;
-        static const char* const kInvalid[3] = {"Row %lu, invalid reading 1", "Row %lu, invalid reading 2",
-                                                "Row %lu, invalid reading 3"};
+        static const char* const kInvalid[3] = {N_("Row %lu, invalid reading 1"),
+                                                N_("Row %lu, invalid reading 2"),
+                                                N_("Row %lu, invalid reading 3")};
         for (int k = 0; k < layout->readingColumns; ++k) {
             std::optional<double> v = reader.number(fields[2 + static_cast<std::size_t>(k)]);
             if (!v) {
@@ -207,15 +208,15 @@ CsvVerification verifyExport(std::string_view bytes, const Value& document, cons
         r.registers = layout->readingColumns;
         auto meter = meters.find(fields[0]);
         if (meter == meters.end()) {
-            problem = row("Row %lu, meter not found");
+            problem = row(N_("Row %lu, meter not found"));
             return false;
         }
         r.meter = meter->second;
         out.rows.push_back(r);
         return true;
     });
-    if (stop == CsvStop::FieldTooLong) return corrupt(row("Row %lu, a field is longer than 64 KB"));
-    if (stop == CsvStop::LineTooLong) return corrupt(row("Row %lu, a line is longer than 1 MB"));
+    if (stop == CsvStop::FieldTooLong) return corrupt(row(N_("Row %lu, a field is longer than 64 KB")));
+    if (stop == CsvStop::LineTooLong) return corrupt(row(N_("Row %lu, a line is longer than 1 MB")));
     if (!layout && !problem) problem = tr("This file is not a Numbrel CSV export");
     if (problem) return corrupt(*problem);
     out.outcome = out.rows.empty() ? CsvVerification::Outcome::Empty : CsvVerification::Outcome::Verified;

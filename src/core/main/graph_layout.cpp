@@ -32,10 +32,11 @@ const Color kRed{1.0, 0.2314, 0.1882};
 const Color kGreen{0.2588, 0.8039, 0.0};
 const Color kBlue{0.0039, 0.4824, 1.0};
 
-const char* const kWeekdays[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-const char* const kMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-const char* const kPeriodNames[5] = {"Daily", "Weekly", "Monthly", "Quarterly", "Yearly"};
+const char* const kWeekdays[7] = {N_("Sun"), N_("Mon"), N_("Tue"), N_("Wed"),
+                                  N_("Thu"), N_("Fri"), N_("Sat")};
+const char* const kMonths[12] = {N_("Jan"), N_("Feb"), N_("Mar"), N_("Apr"), N_("May"), N_("Jun"),
+                                 N_("Jul"), N_("Aug"), N_("Sep"), N_("Oct"), N_("Nov"), N_("Dec")};
+const char* const kPeriodNames[5] = {N_("Daily"), N_("Weekly"), N_("Monthly"), N_("Quarterly"), N_("Yearly")};
 
 std::string printf2(const char* format, long value) {
     char buf[32];
@@ -179,9 +180,9 @@ private:
     }
 
     std::string title() const {
-        const char* kind =
-            r_.cost ? (generation() ? "Credit" : "Cost") : (generation() ? "Generation" : "Usage");
-        if (s_.weight && !r_.cost) kind = "Average";
+        const char* kind = r_.cost ? (generation() ? N_("Credit") : N_("Cost"))
+                                   : (generation() ? N_("Generation") : N_("Usage"));
+        if (s_.weight && !r_.cost) kind = N_("Average");
         return tr(kPeriodNames[static_cast<int>(r_.period)]) + " " + tr(kind) + " (" + unit() + ")";
     }
 

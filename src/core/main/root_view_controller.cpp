@@ -219,7 +219,7 @@ std::vector<RootViewController::SegmentControl> RootViewController::toolbar() co
         }
     }
     SegmentControl periods{2, {}, static_cast<int>(period())};
-    for (const char* letter : {"D", "W", "M", "Q", "Y"})
+    for (const char* letter : {N_("D"), N_("W"), N_("M"), N_("Q"), N_("Y")})
         periods.items.push_back(" " + tr(letter) + " ");
     out.push_back(periods);
     if (landscape()) {

@@ -14,7 +14,8 @@ namespace numbrel {
 
 namespace {
 
-const char* const kTypes[6] = {"Electricity", "Gas", "Water", "Solar", "Wind", "Other"};
+const char* const kTypes[6] = {N_("Electricity"), N_("Gas"),  N_("Water"),
+                               N_("Solar"),       N_("Wind"), N_("Other")};
 
 // What the choosers' rows stand for; the index is the choice (a type's number, a count, a digit).
 enum Action {
@@ -36,9 +37,9 @@ enum Action {
 
 const std::vector<RegisterCombination>& registerCombinations(int registers) {
     static const std::vector<RegisterCombination> two{
-        {"R1 + R2", 0, 0}, {"Day + Night", 2, 0}, {"R1 - R2", 0, 2}, {"Night + Day", 1, 0}};
+        {N_("R1 + R2"), 0, 0}, {N_("Day + Night"), 2, 0}, {N_("R1 - R2"), 0, 2}, {N_("Night + Day"), 1, 0}};
     static const std::vector<RegisterCombination> three{
-        {"R1 + R2 + R3", 0, 0}, {"R1 + R2 - R3", 0, 3}, {"R1 - R2 + R3", 0, 2}};
+        {N_("R1 + R2 + R3"), 0, 0}, {N_("R1 + R2 - R3"), 0, 3}, {N_("R1 - R2 + R3"), 0, 2}};
     static const std::vector<RegisterCombination> none;
     return registers == 2 ? two : registers == 3 ? three : none;
 }
@@ -252,7 +253,8 @@ std::string ThemeViewController::title() const {
 }
 
 std::vector<Section> ThemeViewController::sections() const {
-    static const char* const kThemes[] = {"Black", "Red", "Green", "Blue", "Red, Green and Blue"};
+    static const char* const kThemes[] = {N_("Black"), N_("Red"), N_("Green"), N_("Blue"),
+                                          N_("Red, Green and Blue")};
     const std::int64_t theme = integerOf(app_.settings(), "theme", 4);
     Section themes;
     for (int i = 0; i < 5; ++i)

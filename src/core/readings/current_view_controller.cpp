@@ -42,7 +42,7 @@ std::vector<Section> CurrentViewController::sections() const {
     };
     std::vector<Section> out;
 
-    static const char* const kPeriods[5] = {"Day", "Week", "Month", "Quarter", "Year"};
+    static const char* const kPeriods[5] = {N_("Day"), N_("Week"), N_("Month"), N_("Quarter"), N_("Year")};
     std::string current = "?";
     if (usage_ && cost_) {
         current = line(*usage_, *cost_);
@@ -88,11 +88,11 @@ std::vector<Section> CurrentViewController::sections() const {
     out.push_back(std::move(usage));
 
     Section equivalent{tr("Equivalent to"), "", {}};
-    static const std::pair<const char*, double> kFactors[5] = {{"Per Day", 1},
-                                                               {"Per Week", 7},
-                                                               {"Per Month", 365.0 / 12},
-                                                               {"Per Quarter", 91.25},
-                                                               {"Per Year", 365}};
+    static const std::pair<const char*, double> kFactors[5] = {{N_("Per Day"), 1},
+                                                               {N_("Per Week"), 7},
+                                                               {N_("Per Month"), 365.0 / 12},
+                                                               {N_("Per Quarter"), 91.25},
+                                                               {N_("Per Year"), 365}};
     for (const auto& [label, factor] : kFactors)
         equivalent.rows.push_back(row(tr(label), line(u * factor, k * factor)));
     out.push_back(std::move(equivalent));

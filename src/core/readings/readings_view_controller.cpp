@@ -20,9 +20,11 @@ namespace numbrel {
 
 namespace {
 
-const char* const kMonthNames[12] = {"January", "February", "March",     "April",   "May",      "June",
-                                     "July",    "August",   "September", "October", "November", "December"};
-const char* const kWeekdays[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+const char* const kMonthNames[12] = {N_("January"),   N_("February"), N_("March"),    N_("April"),
+                                     N_("May"),       N_("June"),     N_("July"),     N_("August"),
+                                     N_("September"), N_("October"),  N_("November"), N_("December")};
+const char* const kWeekdays[7] = {N_("Sun"), N_("Mon"), N_("Tue"), N_("Wed"),
+                                  N_("Thu"), N_("Fri"), N_("Sat")};
 // Per-day values scaled to the period control's choice (the whole interval is handled apart).
 constexpr double kScale[6] = {0, 1, 7, 365.0 / 12, 91.25, 365};
 
@@ -50,7 +52,7 @@ std::string ReadingsViewController::title() const {
 
 std::vector<std::string> ReadingsViewController::periodItems(bool largeScreen) const {
     std::vector<std::string> items;
-    for (const char* item : {"∆", "D", "W", "M", "Q", "Y"})
+    for (const char* item : {N_("∆"), N_("D"), N_("W"), N_("M"), N_("Q"), N_("Y")})
         items.push_back(largeScreen ? "  " + tr(item) + "  " : " " + tr(item) + " ");
     return items;
 }

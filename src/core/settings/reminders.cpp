@@ -53,10 +53,11 @@ std::string reminderTimeLabel(int hour) {
 }
 
 std::string reminderDateLabel(int day) {
-    static const char* const kDates[] = {"1st",  "2nd",  "3rd",  "4th",  "5th",  "6th",  "7th",
-                                         "8th",  "9th",  "10th", "11th", "12th", "13th", "14th",
-                                         "15th", "16th", "17th", "18th", "19th", "20th", "21st",
-                                         "22nd", "23rd", "24th", "25th", "26th", "27th", "28th"};
+    static const char* const kDates[] = {
+        N_("1st"),  N_("2nd"),  N_("3rd"),  N_("4th"),  N_("5th"),  N_("6th"),  N_("7th"),
+        N_("8th"),  N_("9th"),  N_("10th"), N_("11th"), N_("12th"), N_("13th"), N_("14th"),
+        N_("15th"), N_("16th"), N_("17th"), N_("18th"), N_("19th"), N_("20th"), N_("21st"),
+        N_("22nd"), N_("23rd"), N_("24th"), N_("25th"), N_("26th"), N_("27th"), N_("28th")};
     return tr(kDates[std::clamp(day, 0, 27)]);
 }
 

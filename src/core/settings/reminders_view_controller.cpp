@@ -8,9 +8,9 @@ namespace numbrel {
 
 namespace {
 
-const char* const kKinds[] = {"Off", "Daily", "Weekly", "Monthly"};
-const char* const kWeekdays[] = {"Monday", "Tuesday",  "Wednesday", "Thursday",
-                                 "Friday", "Saturday", "Sunday"};
+const char* const kKinds[] = {N_("Off"), N_("Daily"), N_("Weekly"), N_("Monthly")};
+const char* const kWeekdays[] = {N_("Monday"), N_("Tuesday"),  N_("Wednesday"), N_("Thursday"),
+                                 N_("Friday"), N_("Saturday"), N_("Sunday")};
 
 }  // namespace
 

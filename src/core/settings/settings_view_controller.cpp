@@ -20,13 +20,13 @@ struct Toggle {
     const char* key;
 };
 // Section 1: tags 10 to 16 in this order.
-const Toggle kToggles[] = {{"Annual average", "average"},
-                           {"Extrapolate", "extrapolate"},
-                           {"Keyboard entry", "keyboard"},
-                           {"Landscape", "landscape"},
-                           {"Minimum zero", "zero"},
-                           {"Next meter", "next"},
-                           {"Tips", "tips"}};
+const Toggle kToggles[] = {{N_("Annual average"), "average"},
+                           {N_("Extrapolate"), "extrapolate"},
+                           {N_("Keyboard entry"), "keyboard"},
+                           {N_("Landscape"), "landscape"},
+                           {N_("Minimum zero"), "zero"},
+                           {N_("Next meter"), "next"},
+                           {N_("Tips"), "tips"}};
 
 constexpr RowColor kGrey{0.5, 0.5, 0.5};
 constexpr RowColor kLightGrey{0.75, 0.75, 0.75};
@@ -52,7 +52,8 @@ Row link(std::string label, int action, int index = 0, std::string detail = {}) 
 constexpr const char* kWifiPasswordKey = "wifi.password";
 constexpr const char* kTokensKey = "dropbox.tokens";  // "file", or "no" once the user said no
 
-const char* const kThemeNames[] = {"Black", "Red", "Green", "Blue", "Red, Green and Blue"};
+const char* const kThemeNames[] = {N_("Black"), N_("Red"), N_("Green"), N_("Blue"),
+                                   N_("Red, Green and Blue")};
 
 }  // namespace
 

@@ -2,10 +2,56 @@
 
 #include <libintl.h>
 
+#include <clocale>
+#include <cstdlib>
+#include <filesystem>
+
 namespace numbrel {
 
+// A program built apart from the project (a fuzz harness) looks where the system keeps catalogues.
+#ifndef NUMBREL_BUILD_LOCALEDIR
+#define NUMBREL_BUILD_LOCALEDIR "/usr/share/locale"
+#endif
+
+namespace {
+
+constexpr const char* kDomain = "numbrel";
+
+}  // namespace
+
+std::string catalogueFolder(const std::string& executablePath) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    const fs::path program = fs::weakly_canonical(executablePath, ec);
+    // Installed: <prefix>/bin/numbrel and <prefix>/share/locale; a package may be unpacked anywhere.
+    if (!ec && program.parent_path().filename() == "bin") {
+        const fs::path installed = program.parent_path().parent_path() / "share" / "locale";
+        if (fs::is_directory(installed, ec)) return installed.string();
+    }
+    return NUMBREL_BUILD_LOCALEDIR;
+}
+
+void bindCatalogue() {
+    // A language whose locale the C library lacks (not generated) still chooses the messages.
+    if (!std::setlocale(LC_MESSAGES, "")) {
+        std::setlocale(LC_MESSAGES, "C.UTF-8");
+        const char* language = std::getenv("LANGUAGE");
+        for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+            const char* value = std::getenv(name);
+            if ((language && *language) || !value || !*value) continue;
+            const std::string locale(value);
+            ::setenv("LANGUAGE", locale.substr(0, locale.find_first_of(".@")).c_str(), 1);
+            break;
+        }
+    }
+    std::error_code ec;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
+    bindtextdomain(kDomain, catalogueFolder(ec ? std::string() : self.string()).c_str());
+    bind_textdomain_codeset(kDomain, "UTF-8");
+}
+
 std::string tr(const char* key) {
-    return dgettext("numbrel", key);
+    return dgettext(kDomain, key);
 }
 
 std::string fill(const std::string& pattern, std::initializer_list<std::string> args) {

@@ -6,8 +6,21 @@
 
 namespace numbrel {
 
+// Binds the catalogue to its folder: the installed one beside the running program (<prefix>/share/locale
+// when the program is <prefix>/bin/...), else the build tree's. The language is the process's message
+// locale (LANGUAGE, LC_ALL, LC_MESSAGES, LANG); where the C library lacks the locale those name, their
+// language still chooses the messages.
+void bindCatalogue();
+// The folder of the catalogue for a program at this path.
+std::string catalogueFolder(const std::string& executablePath);
+
 // The translation of key for the current locale, or key itself when there is none.
 std::string tr(const char* key);
+
+// Marks a text in a table as a key for the catalogue; it is translated where it is shown, with tr().
+constexpr const char* N_(const char* key) {
+    return key;
+}
 
 // A pattern with placeholders ("%@", and the printf-style "%s", "%d", "%lu", "%ld") filled in order
 // with args given as text ("∆ %@ %@", "Row %lu, invalid date format" ...).

@@ -1,0 +1,11 @@
+# Joins the catalogues PARTS ("a|b") into OUT, without the creation date.
+find_program(MSGCAT msgcat REQUIRED)
+string(REPLACE "|" ";" PARTS "${PARTS}")
+execute_process(COMMAND ${MSGCAT} --use-first --no-wrap --sort-by-file -o ${OUT}.joined ${PARTS}
+                RESULT_VARIABLE failed)
+if(failed)
+    message(FATAL_ERROR "msgcat could not join ${PARTS}")
+endif()
+file(READ ${OUT}.joined text)
+string(REGEX REPLACE "\"POT-Creation-Date: [^\"]*\\\\n\"\n" "" text "${text}")
+file(WRITE ${OUT} "${text}")
