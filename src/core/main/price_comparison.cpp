@@ -79,15 +79,23 @@ std::optional<double> leadingDecimal(std::string_view text) {
     return negative ? -value : value;
 }
 
+// Printable ASCII without spaces and without any of the characters given.
+bool printableWithout(std::string_view text, std::string_view excluded) {
+    return std::all_of(text.begin(), text.end(), [&](char c) {
+        return c > ' ' && c < 0x7f && excluded.find(c) == std::string_view::npos;
+    });
+}
+
+// Characters that could end an attribute or start markup in the mail's HTML.
+constexpr std::string_view kUnsafeInMarkup = "\"'<>\\`{}|^";
+
 // A link that may be opened in a browser and written into a mail's HTML: a web address of printable
 // ASCII that cannot end an attribute or start markup.
 bool safeLink(std::string_view link) {
     const std::string lower = asciiLower(link.substr(0, 8));
     if (!lower.starts_with("http://") && !lower.starts_with("https://")) return false;
     if (link.size() > kLongestLink || link.size() <= (lower.starts_with("https") ? 8u : 7u)) return false;
-    return std::all_of(link.begin(), link.end(), [](char c) {
-        return c > ' ' && c < 0x7f && std::string_view("\"'<>\\`{}|^").find(c) == std::string_view::npos;
-    });
+    return printableWithout(link, kUnsafeInMarkup);
 }
 
 std::string annual(double usage) {
@@ -179,11 +187,14 @@ PriceRequest priceRequest(const NumbrelAppDelegate& app, int meter, bool dual) {
         usage = std::max(0.0, engine.usage(m, 0, yearAgo, 0) * 365);
         if (usage > 0) request.costNow += engine.costNow(m, 0, yearAgo, 0) * 365;
     };
+    // Day and night registers: the existing tariff "2", and a night share.
+    bool twoRates = false;
     if (request.electricityMeter >= 0) {
         const int m = request.electricityMeter;
         estimate(m, request.electricity);
         const Value& record = *meterAt(app.settings(), m);
-        if (integerOf(record, "enabled") >= 2 && request.electricity > 0) {
+        twoRates = integerOf(record, "enabled") >= 2;
+        if (twoRates && request.electricity > 0) {
             // The night register's usage per day against the annual total: the service takes the figure
             // computed this way.
             const int night = static_cast<int>(integerOf(record, "economy7"));
@@ -200,7 +211,6 @@ PriceRequest priceRequest(const NumbrelAppDelegate& app, int meter, bool dual) {
     if (request.electricityMeter >= 0) {
         fields.set("values[elecUsage]", annual(request.electricity));
         fields.set("values[nightUsePercent]", printfFixed(request.nightShare, 1));
-        const bool twoRates = integerOf(*meterAt(app.settings(), request.electricityMeter), "enabled") >= 2;
         fields.set("values[existingElecTariff]", twoRates ? "2" : "1");
     }
     if (request.gasMeter >= 0) fields.set("values[gasUsage]", annual(request.gas));
@@ -258,9 +268,8 @@ bool usablePriceService(std::string_view address) {
         return false;
     const std::string_view host = rest.substr(0, rest.find('/'));
     if (host.empty() || host.front() == ':' || address.size() > kLongestLink) return false;
-    return std::all_of(address.begin(), address.end(), [](char c) {
-        return c > ' ' && c < 0x7f && std::string_view("\"'<>\\`{}|^?#@").find(c) == std::string_view::npos;
-    });
+    // No query, fragment or user: the page and its query are added here.
+    return printableWithout(address, kUnsafeInMarkup) && printableWithout(address, "?#@");
 }
 
 std::string priceUrl(std::string_view service, std::string_view db) {

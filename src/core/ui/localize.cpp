@@ -17,8 +17,7 @@ namespace {
 
 constexpr const char* kDomain = "numbrel";
 
-}  // namespace
-
+// The folder of the catalogue for a program at this path.
 std::string catalogueFolder(const std::string& executablePath) {
     namespace fs = std::filesystem;
     std::error_code ec;
@@ -31,19 +30,25 @@ std::string catalogueFolder(const std::string& executablePath) {
     return NUMBREL_BUILD_LOCALEDIR;
 }
 
-void bindCatalogue() {
-    // A language whose locale the C library lacks (not generated) still chooses the messages.
-    if (!std::setlocale(LC_MESSAGES, "")) {
-        std::setlocale(LC_MESSAGES, "C.UTF-8");
-        const char* language = std::getenv("LANGUAGE");
-        for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-            const char* value = std::getenv(name);
-            if ((language && *language) || !value || !*value) continue;
+// Where the C library lacks the locale the environment names (not generated), the messages still
+// follow its language: LANGUAGE, unless set, becomes the language of LC_ALL, LC_MESSAGES or LANG.
+void chooseMessageLocale() {
+    if (std::setlocale(LC_MESSAGES, "")) return;
+    std::setlocale(LC_MESSAGES, "C.UTF-8");
+    const char* language = std::getenv("LANGUAGE");
+    if (language && *language) return;
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"})
+        if (const char* value = std::getenv(name); value && *value) {
             const std::string locale(value);
             ::setenv("LANGUAGE", locale.substr(0, locale.find_first_of(".@")).c_str(), 1);
-            break;
+            return;
         }
-    }
+}
+
+}  // namespace
+
+void bindCatalogue() {
+    chooseMessageLocale();
     std::error_code ec;
     const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
     bindtextdomain(kDomain, catalogueFolder(ec ? std::string() : self.string()).c_str());

@@ -11,8 +11,6 @@ namespace numbrel {
 // locale (LANGUAGE, LC_ALL, LC_MESSAGES, LANG); where the C library lacks the locale those name, their
 // language still chooses the messages.
 void bindCatalogue();
-// The folder of the catalogue for a program at this path.
-std::string catalogueFolder(const std::string& executablePath);
 
 // The translation of key for the current locale, or key itself when there is none.
 std::string tr(const char* key);
