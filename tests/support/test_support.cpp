@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
+
+#include "ui/localize.h"
 
 namespace numbrel::test {
 
@@ -29,6 +32,24 @@ TempDir::TempDir() {
 TempDir::~TempDir() {
     std::error_code ec;
     std::filesystem::remove_all(path_, ec);
+}
+
+// Bumped to make gettext forget the translations it has looked up; the C library exports it for that.
+extern "C" int _nl_msg_cat_cntr;
+
+InLanguage::InLanguage(const std::string& language) {
+    if (const char* value = std::getenv("LANGUAGE")) previous_ = value;
+    ::setenv("LANGUAGE", language.c_str(), 1);
+    bindCatalogue();
+    ++_nl_msg_cat_cntr;
+}
+
+InLanguage::~InLanguage() {
+    if (previous_)
+        ::setenv("LANGUAGE", previous_->c_str(), 1);
+    else
+        ::unsetenv("LANGUAGE");
+    ++_nl_msg_cat_cntr;
 }
 
 std::string readFile(const std::string& path) {

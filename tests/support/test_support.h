@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "plist/date_text.h"
@@ -31,6 +32,18 @@ private:
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes);
+
+// Messages in another language (the build tree's catalogue) while the object lives: LANGUAGE=language.
+class InLanguage {
+public:
+    explicit InLanguage(const std::string& language);
+    ~InLanguage();
+    InLanguage(const InLanguage&) = delete;
+    InLanguage& operator=(const InLanguage&) = delete;
+
+private:
+    std::optional<std::string> previous_;
+};
 
 // The folder of committed fixtures.
 std::string dataPath(const std::string& relative);

@@ -98,7 +98,7 @@ QtObject {
         if (what === "meters") { main.metersAction(); top().setEditing(true) }
         if (what === "tariff") tariff()
         if (what === "edit") { tariff(); select(qsTr("Rate")) }
-        if (what === "stepped" || what === "monthly") { tariff(); if (what === "monthly") { top().flip(30, true); top().flip(31, false) } }
+        if (what === "stepped" || what === "tariffmonthly") { tariff(); if (what === "tariffmonthly") { top().flip(30, true); top().flip(31, false) } }
         if (what === "units") { tariff(); select(qsTr("Billed")); top().setEditing(true) }
         if (what === "backups") backups()
         if (what === "filemenu") { backups(); top().select(top().firstOf(2)) }

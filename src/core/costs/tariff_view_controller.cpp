@@ -119,17 +119,17 @@ std::vector<Section> TariffViewController::sections() const {
                    kTo)}});
     } else {
         // The meter.
-        std::string type(stringOf(m, "type"));
+        std::string type = tr(std::string(stringOf(m, "type")).c_str());
         if (E == 2) {
-            type = fill(economy7 == 2   ? "%@ (Day+Night)"
-                        : economy7 == 1 ? "%@ (Night+Day)"
-                        : minus == 2    ? "%@ (R1-R2)"
-                                        : "%@ (R1+R2)",
+            type = fill(tr(economy7 == 2   ? N_("%@ (Day+Night)")
+                           : economy7 == 1 ? N_("%@ (Night+Day)")
+                           : minus == 2    ? N_("%@ (R1-R2)")
+                                           : N_("%@ (R1+R2)")),
                         {type});
         } else if (E == 3) {
-            type = fill(minus == 3   ? "%@ (R1+R2-R3)"
-                        : minus == 2 ? "%@ (R1-R2+R3)"
-                                     : "%@ (R1+R2+R3)",
+            type = fill(tr(minus == 3   ? N_("%@ (R1+R2-R3)")
+                           : minus == 2 ? N_("%@ (R1-R2+R3)")
+                                        : N_("%@ (R1+R2+R3)")),
                         {type});
         }
         std::int64_t direction = integerOf(m, "direction");

@@ -36,7 +36,18 @@ const char* const kWeekdays[7] = {N_("Sun"), N_("Mon"), N_("Tue"), N_("Wed"),
                                   N_("Thu"), N_("Fri"), N_("Sat")};
 const char* const kMonths[12] = {N_("Jan"), N_("Feb"), N_("Mar"), N_("Apr"), N_("May"), N_("Jun"),
                                  N_("Jul"), N_("Aug"), N_("Sep"), N_("Oct"), N_("Nov"), N_("Dec")};
-const char* const kPeriodNames[5] = {N_("Daily"), N_("Weekly"), N_("Monthly"), N_("Quarterly"), N_("Yearly")};
+// Whole titles per period and kind, so each language can order and inflect them.
+// Kinds: usage, cost, generation, credit, average.
+const char* const kTitles[5][5] = {
+    {N_("Daily Usage"), N_("Daily Cost"), N_("Daily Generation"), N_("Daily Credit"), N_("Daily Average")},
+    {N_("Weekly Usage"), N_("Weekly Cost"), N_("Weekly Generation"), N_("Weekly Credit"),
+     N_("Weekly Average")},
+    {N_("Monthly Usage"), N_("Monthly Cost"), N_("Monthly Generation"), N_("Monthly Credit"),
+     N_("Monthly Average")},
+    {N_("Quarterly Usage"), N_("Quarterly Cost"), N_("Quarterly Generation"), N_("Quarterly Credit"),
+     N_("Quarterly Average")},
+    {N_("Yearly Usage"), N_("Yearly Cost"), N_("Yearly Generation"), N_("Yearly Credit"),
+     N_("Yearly Average")}};
 
 std::string printf2(const char* format, long value) {
     char buf[32];
@@ -180,10 +191,8 @@ private:
     }
 
     std::string title() const {
-        const char* kind = r_.cost ? (generation() ? N_("Credit") : N_("Cost"))
-                                   : (generation() ? N_("Generation") : N_("Usage"));
-        if (s_.weight && !r_.cost) kind = N_("Average");
-        return tr(kPeriodNames[static_cast<int>(r_.period)]) + " " + tr(kind) + " (" + unit() + ")";
+        const int kind = r_.cost ? (generation() ? 3 : 1) : s_.weight ? 4 : generation() ? 2 : 0;
+        return tr(kTitles[static_cast<int>(r_.period)][kind]) + " (" + unit() + ")";
     }
 
     std::string shortDate(std::int64_t dayNumber) const {

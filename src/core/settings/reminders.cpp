@@ -46,8 +46,14 @@ std::vector<Reminder> reminderSchedule(const Value& settings, const Environment&
 
 std::string reminderTimeLabel(int hour) {
     hour = std::clamp(hour, 0, 23);
-    const int shown = hour % 12 == 0 ? 12 : hour % 12;
     char text[64];
+    // TRANSLATORS: translate as "hours-on-clock:24" where times are read from a 24-hour clock ("20:00");
+    // keep "hours-on-clock:12" for "08:00 pm".
+    if (tr("hours-on-clock:12") == "hours-on-clock:24") {
+        std::snprintf(text, sizeof text, "%02d:00", hour);
+        return text;
+    }
+    const int shown = hour % 12 == 0 ? 12 : hour % 12;
     std::snprintf(text, sizeof text, "%02d:00 %s", shown, (hour < 12 ? tr("am") : tr("pm")).c_str());
     return text;
 }

@@ -47,6 +47,16 @@ TEST_F(TariffEditor, SectionsFollowTheMeter) {
     EXPECT_EQ(s[0].rows[1].detail, "Electricity (Night+Day)");
     EXPECT_EQ(s[3].header, "Per Unit Rates, Night");
     EXPECT_EQ(s[4].header, "Per Unit Rates, Day");
+    {
+        test::InLanguage german("de");
+        s = editor.sections();
+        EXPECT_EQ(s[0].rows[1].label, "Typ");
+        EXPECT_EQ(s[0].rows[1].detail, "Strom (Nacht+Tag)");  // the stored type is shown in the language
+        meter().set("economy7", 0);
+        meter().set("minus", 2);
+        EXPECT_EQ(editor.sections()[0].rows[1].detail, "Strom (Z1-Z2)");
+    }
+    EXPECT_EQ(editor.sections()[0].rows[1].detail, "Electricity (R1-R2)");
 }
 
 TEST_F(TariffEditor, SteppedAndMonthlyRows) {

@@ -84,6 +84,32 @@ TEST_F(LayoutTest, DailyLinesWithThePreviousYear) {
     expectGolden("daily-lines-previous-year", describeDisplayList(layout(s, r).list));
 }
 
+TEST_F(LayoutTest, TheTitleNamesThePeriodAndWhatIsDrawn) {
+    GraphSeries s = series({5, 6, 7}, 3, true);
+    LayoutRequest r;
+    r.period = Period::Weekly;
+    EXPECT_EQ(layout(s, r).title, "Weekly Usage (kWh)");
+    r.cost = true;
+    EXPECT_EQ(layout(s, r).title, "Weekly Cost (£)");
+    r.period = Period::Yearly;
+    meter_.set("type", "Solar");
+    EXPECT_EQ(layout(s, r).title, "Yearly Credit (£)");
+    r.cost = false;
+    EXPECT_EQ(layout(s, r).title, "Yearly Generation (kWh)");
+    {
+        test::InLanguage german("de");
+        EXPECT_EQ(layout(s, r).title, "Jährliche Erzeugung (kWh)");
+        r.period = Period::Quarterly;
+        r.cost = true;
+        meter_.set("type", "Gas");
+        EXPECT_EQ(layout(s, r).title, "Vierteljährliche Kosten (£)");
+    }
+    s.weight = true;
+    r.cost = false;
+    meter_.set("units", "kg");
+    EXPECT_EQ(layout(s, r).title, "Quarterly Average (kg)");
+}
+
 TEST_F(LayoutTest, AFlatSeriesLiesOnTheBaseline) {
     GraphSeries s = series({5, 5, 5, 5}, 4, false);
     s.lowerBound = 5;

@@ -92,6 +92,14 @@ TEST(ReminderLabels, TwelveHourClockAndOrdinals) {
     EXPECT_EQ(reminderDateLabel(27), "28th");
 }
 
+TEST(ReminderLabels, GermanReadsA24HourClock) {
+    test::InLanguage german("de");
+    EXPECT_EQ(reminderTimeLabel(0), "00:00");
+    EXPECT_EQ(reminderTimeLabel(13), "13:00");
+    EXPECT_EQ(reminderTimeLabel(23), "23:00");
+    EXPECT_EQ(reminderDateLabel(0), "1.");
+}
+
 class RemindersScreen : public test::AppFixture {};
 
 TEST_F(RemindersScreen, SectionsFollowTheKindAndChoicesAreStored) {
