@@ -9,7 +9,7 @@ POST /VARIANT/energy/ios/calc_ios.html?db=... with a form body. Variants:
   noprice   results and a link, but no price
   linkonly  a link alone
   garbage   64 KiB of random bytes
-  huge      the result, then 5 MB of padding
+  huge      the result, then 64 MB of padding (more than loopback buffers hold)
   status500 the result in an error page
   hostile   the result, and a link that is no web address
   slow      waits up to 20 s before answering; stops early when the client goes away
@@ -110,13 +110,13 @@ class Handler(BaseHTTPRequestHandler):
             return self.answer(200, result(db).replace(LINK % db, "javascript:alert(1)").encode())
         if variant == "huge":
             head = (result(db) + "\n").encode()
-            total = len(head) + (5 << 20)
+            total = len(head) + (64 << 20)
             self.send_response(200)
             self.send_header("Content-Length", str(total))
             self.end_headers()
             try:
                 self.wfile.write(head)
-                for _ in range(5 << 4):
+                for _ in range(64 << 4):
                     self.wfile.write(b"x" * (64 << 10))
                 record(entry, whole=True)
             except OSError:
