@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
 #include <QQuickWindow>
@@ -23,6 +24,7 @@
 #include "navigation_stack.h"
 #include "plist/date_text.h"
 #include "price_client.h"
+#include "program_options.h"
 #include "queued_notifier.h"
 #include "quit_on_signals.h"
 #include "session.h"
@@ -71,32 +73,27 @@ int main(int argc, char** argv) {
     QCoreApplication::installTranslator(&translator);
     QGuiApplication::setApplicationName("numbrel");
     QGuiApplication::setApplicationDisplayName("Numbrel");
+    // The desktop entry and the icon are installed under this name; the window is matched to them by it.
+    QGuiApplication::setDesktopFileName("org.numbrel.Numbrel");
+    QGuiApplication::setWindowIcon(QIcon(":/Numbrel/icons/numbrel.svg"));
     QQuickStyle::setStyle("Fusion");
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
         "Numbrel keeps your utility meter readings and shows what you use and pay.");
     parser.addHelpOption();
-    QCommandLineOption store("store", "The preferences store.", "FILE");
-    QCommandLineOption documents("documents", "The Documents folder.", "DIR");
-    QCommandLineOption now("now", "The current time (ISO 8601 with an offset).", "TIME");
-    QCommandLineOption tz("tz", "The time zone.", "ZONE");
-    QCommandLineOption locale("locale", "The locale.", "NAME");
-    QCommandLineOption selfTest("self-test",
-                                "Load every screen offscreen and exit; non-zero on any QML warning.");
-    QCommandLineOption screenshot("screenshot", "Render the first screen to a PNG file and exit.", "FILE");
-    QCommandLineOption size("size", "Window size for --screenshot.", "WxH", "390x844");
-    QCommandLineOption firstFrame("first-frame", "Print \"first frame\" once the window is drawn, and exit.");
-    QCommandLineOption show("show",
-                            "Open a screen first (\"entry\", \"sheet\", \"backups\" ..., as "
-                            "scripts/screenshots uses them).",
-                            "WHAT");
-    QCommandLineOption uiTest("ui-test",
-                              "Walk through the app as a user would, checking each step; then exit.");
-    QCommandLineOption uiTestWait("ui-test-wait",
-                                  "With --ui-test: after the walk, wait to be ended by a signal.");
-    parser.addOptions({store, documents, now, tz, locale, selfTest, uiTest, uiTestWait, screenshot, size,
-                       show, firstFrame});
+    // The options and their help are the ones the manual page numbrel(1) is written from.
+    auto addOption = [&parser](const numbrel::cli::OptionText& o) {
+        parser.addOption(QCommandLineOption(QString::fromUtf8(o.name).mid(2), QString::fromUtf8(o.help),
+                                            QString::fromUtf8(o.value)));
+    };
+    for (const numbrel::cli::OptionText& o : numbrel::cli::kSharedOptions)
+        addOption(o);
+    for (const numbrel::cli::OptionText& o : numbrel::cli::kAppOptions)
+        addOption(o);
+    const QString store("store"), documents("documents"), now("now"), tz("tz"), locale("locale"),
+        selfTest("self-test"), uiTest("ui-test"), uiTestWait("ui-test-wait"), screenshot("screenshot"),
+        size("size"), show("show"), firstFrame("first-frame");
     parser.process(application);
 
     using namespace numbrel;
@@ -223,7 +220,7 @@ int main(int argc, char** argv) {
     } interfaceFirst{engine, compiled};
 
     if (parser.isSet(screenshot)) {
-        QStringList wh = parser.value(size).split('x');
+        QStringList wh = (parser.isSet(size) ? parser.value(size) : QStringLiteral("390x844")).split('x');
         engine->setInitialProperties({{"width", wh.value(0).toInt()}, {"height", wh.value(1).toInt()}});
     }
     engine->load(mainUrl);  // made from the compiled component the engine holds

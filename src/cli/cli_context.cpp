@@ -5,8 +5,10 @@
 
 #include <charconv>
 #include <cstdio>
+#include <sstream>
 
 #include "plist/date_text.h"
+#include "program_options.h"
 #include "store/configuration.h"
 #include "store/document.h"
 
@@ -38,22 +40,46 @@ std::string base64(const Data& data) {
     return out;
 }
 
-const char* kGlobalHelp =
-    "usage: numbrel-cli [--store FILE] [--documents DIR] [--cloud DIR] [--now TIME] [--tz ZONE] [--locale "
-    "NAME] "
-    "COMMAND ...\n"
-    "\n"
-    "  --store FILE      the preferences store (default: $XDG_CONFIG_HOME/numbrel/preferences.plist)\n"
-    "  --documents DIR   the Documents folder for backups and CSV files\n"
-    "  --cloud DIR       the folder a sync client keeps in step across devices (default: cloud.folder in\n"
-    "                    numbrel.conf); backups go to its Documents subfolder\n"
-    "  --now TIME        the current time, ISO 8601 with an offset or Z (default: the clock)\n"
-    "  --tz ZONE         the device time zone, e.g. Europe/London (default: the system's)\n"
-    "  --locale NAME     the device locale, e.g. en_GB (default: from LANG)\n"
-    "\n"
-    "A METER argument is a 0-based index or an exact meter name. Run COMMAND --help for details.\n"
-    "\n"
-    "commands:\n";
+// The global options with their help, in columns: "  --store FILE      the preferences store ...".
+void printGlobalHelp(std::ostream& to) {
+    to << "usage: numbrel-cli";
+    auto synopsis = [&](const OptionText& o) {
+        to << " [" << o.name << (*o.value ? " " : "") << o.value << "]";
+    };
+    for (const OptionText& o : kSharedOptions)
+        synopsis(o);
+    for (const OptionText& o : kCliOptions)
+        synopsis(o);
+    to << " COMMAND ...\n\n";
+    // The help starts in column 20 and wraps before column 100.
+    auto line = [&](const OptionText& o) {
+        std::string text = std::string("  ") + o.name + (*o.value ? " " : "") + o.value;
+        std::size_t column = text.size();
+        std::istringstream words(o.help);
+        std::string word;
+        bool first = true;
+        while (words >> word) {
+            if (first || column + 1 + word.size() > 100) {
+                if (!first || column >= 20) text += "\n", column = 0;
+                text += std::string(20 - column, ' ');
+                column = 20;
+            } else {
+                text += ' ';
+                ++column;
+            }
+            text += word;
+            column += word.size();
+            first = false;
+        }
+        to << text << "\n";
+    };
+    for (const OptionText& o : kSharedOptions)
+        line(o);
+    for (const OptionText& o : kCliOptions)
+        line(o);
+    to << "\nA METER argument is a 0-based index or an exact meter name. Run COMMAND --help for details.\n"
+          "\ncommands:\n";
+}
 
 }  // namespace
 
@@ -172,7 +198,7 @@ nlohmann::ordered_json toJson(const Value& value) {
     return nullptr;
 }
 
-int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err) {
+std::vector<Command> allCommands() {
     std::vector<Command> commands;
     addStoreCommands(commands);
     addCostCommands(commands);
@@ -185,9 +211,13 @@ int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err)
     addCloudCommands(commands);
     addDropboxCommands(commands);
     addCompareCommands(commands);
+    return commands;
+}
 
+int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err) {
+    const std::vector<Command> commands = allCommands();
     auto printHelp = [&](std::ostream& to) {
-        to << kGlobalHelp;
+        printGlobalHelp(to);
         for (const Command& c : commands)
             to << "  " << c.synopsis << "\n";
     };

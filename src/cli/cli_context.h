@@ -134,6 +134,9 @@ std::optional<std::string> copyBackupToCloud(Context& ctx, const std::string& na
 // JSON of a value: dates as ISO 8601 UTC with milliseconds, data as base64, every key kept.
 nlohmann::ordered_json toJson(const Value& value);
 
+// Every command, in the order --help lists them.
+std::vector<Command> allCommands();
+
 // Runs the tool; returns the exit status.
 int run(std::span<const std::string> argv, std::ostream& out, std::ostream& err);
 

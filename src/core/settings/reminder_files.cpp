@@ -95,7 +95,8 @@ std::string reminderServiceUnit(const std::vector<Reminder>& reminders) {
     // no shell.
     out +=
         "ExecStart=/bin/sh -c 'TEXT=\"$$OVERDUE\"; [ \"$$(date +%%s)\" -lt \"$$UNTIL\" ] && TEXT=\"$$DUE\"; "
-        "exec notify-send --app-name=Numbrel --icon=numbrel --hint=string:desktop-entry:numbrel "
+        "exec notify-send --app-name=Numbrel --icon=org.numbrel.Numbrel "
+        "--hint=string:desktop-entry:org.numbrel.Numbrel "
         "\"$$TEXT\"'\n";
     return out;
 }

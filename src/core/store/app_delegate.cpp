@@ -52,11 +52,14 @@ void NumbrelAppDelegate::applicationDidFinishLaunching() {
     Value stored = store_.takeDictionary(kPersistedKeys);
     settings_ = std::make_shared<Value>(hasSettings ? std::move(stored) : newDocument());
     if (!loadReport_.problem.empty()) {
-        std::string message = "Your saved data could not be read (" + loadReport_.problem + "). ";
-        message +=
+        const std::string message =
             loadReport_.movedAside.empty()
-                ? "It has been left where it is and will not be overwritten."
-                : "It has been kept as " + loadReport_.movedAside + " and Numbrel starts with new data.";
+                ? fill(tr("Your saved data could not be read (%@). It has been left where it is and will not "
+                          "be overwritten."),
+                       {loadReport_.problem})
+                : fill(tr("Your saved data could not be read (%@). It has been kept as %@ and Numbrel starts "
+                          "with new data."),
+                       {loadReport_.problem, loadReport_.movedAside});
         Alert warning{0, tr("Warning!"), message, {tr("OK")}};
         warning.warning = true;
         alerts_.push_back(warning);

@@ -1,5 +1,7 @@
 #include "store/document.h"
 
+#include "ui/localize.h"
+
 namespace numbrel {
 
 Value newDocument() {
@@ -12,11 +14,12 @@ Value legacyTariff() {
 
 Value defaultMeters() {
     Array meters;
-    for (const char* name : {"Electricity", "Gas", "Water"}) {
-        std::string_view units = std::string_view(name) == "Water" ? "m³" : "kWh";
+    // The meters are named in the user's language; their types are the keys the rest of the system reads.
+    for (const char* type : {N_("Electricity"), N_("Gas"), N_("Water")}) {
+        std::string_view units = std::string_view(type) == "Water" ? "m³" : "kWh";
         meters.push_back(Value::makeDictionary({
-            {"name", name},
-            {"type", name},
+            {"name", tr(type)},
+            {"type", type},
             {"units", units},
             {"factor", 1.0},
             {"digits", 5},

@@ -33,6 +33,23 @@ Value documentWith(Array meters, std::initializer_list<std::pair<std::string_vie
     return doc;
 }
 
+TEST(Validation, TheFirstMetersAreNamedInTheUsersLanguage) {
+    Value english = defaultMeters();
+    Value german = [] {
+        test::InLanguage de("de");
+        return defaultMeters();
+    }();
+    std::vector<std::string> names, types;
+    for (const Value& m : german.array()) {
+        names.emplace_back(stringOf(m, "name"));
+        types.emplace_back(stringOf(m, "type"));
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"Strom", "Gas", "Wasser"}));
+    EXPECT_EQ(types, (std::vector<std::string>{"Electricity", "Gas", "Water"}));
+    EXPECT_EQ(stringOf(english.array()[0], "name"), "Electricity");
+    EXPECT_EQ(stringOf(german.array()[2], "units"), "m³");
+}
+
 TEST(Validation, FirstLaunch) {
     Environment env = pinnedEnvironment();
     Value doc = firstLaunchDocument();
