@@ -28,6 +28,11 @@ void helpText(std::ostream& out, const std::string& help) {
     if (kept) out << ".fi\n";
 }
 
+// A tagged paragraph: the tag in bold (".B") or italics (".I"), the text below it.
+void tagged(std::ostream& out, const char* font, const std::string& tag, const std::string& text) {
+    out << ".TP\n" << font << " " << roffEscape(tag) << "\n" << roffEscape(text) << "\n";
+}
+
 void section(std::ostream& out, const char* title) {
     out << ".SH " << title << "\n";
 }
@@ -52,9 +57,8 @@ void environmentAndFiles(std::ostream& out) {
          "password, the price comparison service"},
         {"~/.local/share/numbrel/Documents", "", "backups (nbYYYYMMDD@HHMMSS.bak) and CSV files"},
     };
-    for (const OptionText& f : files) {
-        out << ".TP\n.I " << roffEscape(f.name) << "\n" << roffEscape(f.help) << "\n";
-    }
+    for (const OptionText& f : files)
+        tagged(out, ".I", f.name, f.help);
     paragraph(out, "Removing the program leaves these files alone; they are removed only by deleting them.");
 }
 
@@ -152,7 +156,7 @@ void writeManualPage(std::ostream& out, ManualPage page, std::span<const Command
             {"Ctrl+Q", "", "save and quit"},
         };
         for (const OptionText& k : keys)
-            out << ".TP\n.B " << roffEscape(k.name) << "\n" << roffEscape(k.help) << "\n";
+            tagged(out, ".B", k.name, k.help);
     }
 
     environmentAndFiles(out);

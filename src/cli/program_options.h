@@ -2,8 +2,6 @@
 // manual pages are written from these tables.
 #pragma once
 
-#include <span>
-
 namespace numbrel::cli {
 
 struct OptionText {
